@@ -1,0 +1,156 @@
+/// The root of everything that is reference counted. One word behind the virtual table holds the
+/// count and three marks; pointers (Ptr.h) change it, nobody else does.
+///
+/// Objects live on the activity loop's thread; only the count is safe to change from other threads,
+/// and it is changed plainly while the process has one thread.
+#pragma once
+
+#include <gantry/runtime/Export.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#endif
+
+namespace Fen {
+
+class FenType;
+
+/// Number of an attribute within its type. Ids below 258 are the framework's, a type's own begin at
+/// 258 in declared order.
+using AttributeId = std::int32_t;
+
+constexpr AttributeId zeroReferencesAttributeId = 5;
+constexpr AttributeId isNondestructingAttributeId = 6;
+constexpr AttributeId parentAttributeId = 7;
+constexpr AttributeId versionAttributeId = 8;
+constexpr AttributeId firstOwnAttributeId = 258;
+
+/// True while the process has one thread, so that counts need no atomic instruction. The C library
+/// keeps the flag; its shared pointers use it in the same way.
+inline bool singleThreaded() {
+#if __has_include(<sys/single_threaded.h>)
+   return __libc_single_threaded != 0;
+#else
+   return false;
+#endif
+}
+
+/// Memory of small internal objects: members of collections, singletons. One place to change,
+/// should the general allocator ever be too slow for them.
+class GANTRY_EXPORT FenMemPool {
+ public:
+   static void* allocate(std::size_t bytes);
+   static void free(void* memory) noexcept;
+};
+
+/// Frees an array that a collection took from FenMemPool.
+GANTRY_EXPORT void memDel(void* memory) noexcept;
+
+/// Gives reference counted objects their allocation.
+class GANTRY_EXPORT VFPtrInterface {
+ public:
+   static void* operator new(std::size_t bytes);
+   static void* operator new(std::size_t, void* place) noexcept { return place; }
+   static void operator delete(void* memory) noexcept;
+
+ protected:
+   VFPtrInterface() = default;
+   ~VFPtrInterface() = default;
+};
+
+/// A reference counted object. A fresh one holds a count of 1, which its first owner takes over
+/// (makePtr). When the count comes down to zero, zeroReferencesIs(true) runs, and unless somebody
+/// has taken a reference meanwhile the object is destroyed.
+class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
+ public:
+   class NotifieeConst;
+
+   PtrInterface(PtrInterface const&) = delete;
+   PtrInterface& operator=(PtrInterface const&) = delete;
+
+   /// Opens (true) or closes the object for notifications. A machine passes the call on to its
+   /// reactors and nested machines, a reactor leaves or rejoins its notifier's list.
+   virtual void hasNotificationActiveIs(bool active);
+   /// Audit hooks of the framework; nothing in this library reports through them.
+   virtual bool fenAuditErrors(unsigned depth) const;
+   virtual bool auditErrors(unsigned depth) const;
+   /// Takes the object out of reference counting (true) or puts it back. References taken while it
+   /// was out are not known to the count, so only objects that live for ever are put out in
+   /// practice.
+   virtual void isNondestructingIs(bool nondestructing);
+   /// Runs when the count has come down to zero; a class with notifiees tells them.
+   virtual void zeroReferencesIs(bool zero);
+   /// The type object, never null for a type that was made from a schema.
+   virtual FenType* fwkType() const;
+
+ protected:
+   PtrInterface() = default;
+   virtual ~PtrInterface();
+
+ public:
+   bool hasNotificationActive() const { return (word() & notificationActiveBit) != 0; }
+   bool isNondestructing() const { return isUncounted(word()); }
+   /// The zombie mark: set on what is about to go, tested by every reactor before it runs, and used
+   /// as the mark of a mark-and-sweep over collection members.
+   bool fenMarkedForDeletion() const { return (word() & markedForDeletionBit) != 0; }
+   void fenMarkedForDeletionIs(bool marked);
+   /// The number of references, without the marks. Meaningless for an uncounted object.
+   std::uint32_t fenReferenceCount() const { return word() & countMask; }
+   /// The whole word, for tests and debuggers.
+   std::uint32_t fenWord() const { return word(); }
+
+   /// Takes a reference. Called by the pointers only.
+   void fenReferenceNew() const {
+      if (isUncounted(word())) {
+         return;
+      }
+      if (singleThreaded()) {
+         word_.store(word() + 1, std::memory_order_relaxed);
+      } else {
+         word_.fetch_add(1, std::memory_order_relaxed);
+      }
+   }
+
+   /// Drops a reference, and with the last one usually the object. Called by the pointers only.
+   void fenReferenceDel() const {
+      if (isUncounted(word())) {
+         return;
+      }
+      std::uint32_t left;
+      if (singleThreaded()) {
+         left = word() - 1;
+         word_.store(left, std::memory_order_relaxed);
+      } else {
+         left = word_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+      }
+      if (__builtin_expect((left & ~(notificationActiveBit | markedForDeletionBit)) == 0, 0)) {
+         fenHandleZeroReferences();
+      }
+   }
+
+   static constexpr std::uint32_t countMask = 0x1fffffff;
+   static constexpr std::uint32_t notificationActiveBit = 1u << 29;
+   static constexpr std::uint32_t markedForDeletionBit = 1u << 31;
+   /// A top byte of exactly this value says: not counted. Marks beside it would change that byte
+   /// and make the object counted, which is why marks are not stored on an uncounted word.
+   static constexpr std::uint32_t uncountedTopByte = 0x1f;
+
+ protected:
+   void fenNotificationActiveMarkIs(bool active) { markIs(notificationActiveBit, active); }
+
+ private:
+   static constexpr bool isUncounted(std::uint32_t word) {
+      return (word >> 24) == uncountedTopByte;
+   }
+   std::uint32_t word() const { return word_.load(std::memory_order_relaxed); }
+   void markIs(std::uint32_t bit, bool value);
+   void fenHandleZeroReferences() const;
+
+   mutable std::atomic<std::uint32_t> word_{1};
+};
+
+} // namespace Fen
