@@ -1,0 +1,40 @@
+# How everything in the tree is compiled: language, warnings, visibility, sanitizers, build types.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+# Link-time optimisation stays off: it may merge or reorder what a data section lays out by hand.
+set(CMAKE_INTERPROCEDURAL_OPTIMIZATION OFF)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+   set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+# Line tables are enough for a backtrace and cost little; no NDEBUG, since assertions stay on.
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -g1")
+set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g1 -fno-omit-frame-pointer")
+
+if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
+   find_program(GANTRY_CCACHE ccache)
+   if(GANTRY_CCACHE)
+      set(CMAKE_CXX_COMPILER_LAUNCHER ${GANTRY_CCACHE})
+   endif()
+endif()
+
+add_compile_options(-Wall -Wextra -Wshadow -Wconversion -fno-semantic-interposition)
+if(GANTRY_WERROR)
+   add_compile_options(-Werror)
+endif()
+
+if(GANTRY_SANITIZE)
+   add_compile_options(-fsanitize=${GANTRY_SANITIZE} -fno-sanitize-recover=all)
+   add_link_options(-fsanitize=${GANTRY_SANITIZE})
+endif()
+if(GANTRY_LIBFUZZER)
+   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+      message(FATAL_ERROR "libFuzzer needs clang: configure with the preset `fuzz`.")
+   endif()
+   add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
