@@ -1,5 +1,7 @@
 # Functions that turn folders of sources into targets.
 
+add_custom_target(gantry_all_schemas)
+
 # Puts into `result` the directories, relative to the current one, that directly hold a .cpp file.
 function(gantry_source_directories result)
    file(GLOB_RECURSE files RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} CONFIGURE_DEPENDS *.cpp)
@@ -13,6 +15,7 @@ function(gantry_source_directories result)
 endfunction()
 
 # Compiles the schemas of the list into the target; without a schema compiler it must be empty.
+# The target TARGET_schemas produces them alone, gantry_all_schemas those of the whole tree.
 function(gantry_target_schemas target)
    if(NOT ARGN)
       return()
@@ -21,6 +24,13 @@ function(gantry_target_schemas target)
       message(FATAL_ERROR "${target} has schemas, but there is no fenc/ to compile them.")
    endif()
    gantry_add_schema(${target} ${ARGN})
+   set(headers)
+   foreach(schema IN LISTS ARGN)
+      cmake_path(RELATIVE_PATH schema BASE_DIRECTORY ${GANTRY_SCHEMA_ROOT} OUTPUT_VARIABLE name)
+      list(APPEND headers ${GANTRY_SCHEMA_OUTPUT}/${name}.h)
+   endforeach()
+   add_custom_target(${target}_schemas DEPENDS ${headers})
+   add_dependencies(gantry_all_schemas ${target}_schemas)
 endfunction()
 
 # What every program of the tree needs: the library, the tree's headers and the generated ones,

@@ -43,7 +43,8 @@ bool replay(fs::path const& file) {
       std::fprintf(stderr, "%s: cannot be read\n", file.c_str());
       return false;
    }
-   std::string const bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+   std::string const bytes{std::istreambuf_iterator<char>(stream),
+                           std::istreambuf_iterator<char>()};
    // A copy of exactly the right size lets AddressSanitizer see a read past the end.
    std::vector<std::uint8_t> const data(bytes.begin(), bytes.end());
    LLVMFuzzerTestOneInput(data.data(), data.size());

@@ -1,0 +1,29 @@
+#!/usr/bin/env python3
+"""Compiles every header alone, the generated ones too: headers.py COMPILER BINARY_DIR."""
+
+import sys
+from concurrent.futures import ThreadPoolExecutor
+from pathlib import Path
+
+import tree
+
+FLAGS = "-std=c++20 -Wall -Wextra -Wshadow -Wconversion -Werror -fsyntax-only -x c++".split()
+
+
+def main():
+    compiler, generated = sys.argv[1], Path(sys.argv[2]) / "generated"
+    names = [name for name in tree.sources() if name.endswith(".h")]
+    names += sorted(str(path.relative_to(generated)) for path in generated.rglob("*.fen.h"))
+
+    def problem(name):
+        command = [compiler, *FLAGS, f"-I{tree.ROOT}", f"-I{generated}", "-"]
+        status, output = tree.run(command, input=f"#include <{name}>\n")
+        return f"{name}:\n{output}" if status != 0 else None
+
+    with ThreadPoolExecutor(tree.jobs()) as pool:
+        problems = [found for found in pool.map(problem, names) if found]
+    return tree.report(problems, f"{len(names)} headers")
+
+
+if __name__ == "__main__":
+    sys.exit(main())
