@@ -4,3 +4,8 @@
 #pragma once
 
 #include <gantry/runtime/Export.h>
+#include <gantry/runtime/fen/Assert.h>
+#include <gantry/runtime/fen/Exception.h>
+#include <gantry/runtime/fen/Ptr.h>
+#include <gantry/runtime/fen/PtrInterface.h>
+#include <gantry/runtime/fen/String.h>
