@@ -42,7 +42,7 @@ def main():
     for (file, _, _), (status, output) in zip(commands, results):
         if status != 0:
             problems.append(f"{file}:\n{output}")
-    return tree.report(problems, f"{len(entries)} sources")
+    return tree.report(problems, len(entries), "sources")
 
 
 if __name__ == "__main__":

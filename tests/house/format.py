@@ -20,7 +20,7 @@ def main():
         problems = [found for found in pool.map(problem, names) if found]
     if problems:
         print("clang-format -i settles these:")
-    return tree.report(problems, f"{len(names)} files")
+    return tree.report(problems, len(names), "files")
 
 
 if __name__ == "__main__":

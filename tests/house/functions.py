@@ -30,22 +30,26 @@ def functions(text):
     """Yields (first line, number of lines, head) of each outermost function body."""
     code = without_literals(text)
     code = re.sub(r"^[ \t]*#(?:[^\n]*\\\n)*[^\n]*", directive_blanked, code, flags=re.MULTILINE)
-    start, line, depth, body = 0, 1, 0, None
+    start, line, body, open_braces = 0, 1, None, []
     for position, char in enumerate(code):
         if char == "\n":
             line += 1
         elif char == "{":
+            # The layout puts a blank before the brace of a body, none before one of a value.
+            value = code[position - 1 : position] not in {" ", "\n", "("}
+            open_braces.append(value)
+            if value:
+                continue
             head = code[start:position]
             if body is None and ")" in head and not CONTAINER.match(head):
-                body = (line, depth, " ".join(head.split()))
-            depth += 1
+                body = (line, len(open_braces), " ".join(head.split()))
             start = position + 1
-        elif char == "}":
-            depth -= 1
-            start = position + 1
-            if body is not None and body[1] == depth:
+        elif char == "}" and open_braces:
+            if body is not None and body[1] == len(open_braces):
                 yield body[0], line - body[0] + 1, body[2]
                 body = None
+            if not open_braces.pop():
+                start = position + 1
         elif char == ";":
             start = position + 1
 
@@ -63,7 +67,7 @@ def main():
             count += 1
             if length >= MAX_LINES:
                 problems.append(f"{name}:{line}: {length} lines, below {MAX_LINES}: {head[-80:]}")
-    return tree.report(problems, f"{count} functions of {len(names)} files")
+    return tree.report(problems, count, "functions")
 
 
 if __name__ == "__main__":

@@ -22,7 +22,7 @@ def main():
 
     with ThreadPoolExecutor(tree.jobs()) as pool:
         problems = [found for found in pool.map(problem, names) if found]
-    return tree.report(problems, f"{len(names)} headers")
+    return tree.report(problems, len(names), "headers")
 
 
 if __name__ == "__main__":

@@ -33,11 +33,11 @@ def folder_of(name, allowed):
     return None
 
 
-def file_problems(name, allowed):
+def file_problems(name, text, allowed):
     # What lies beside the folders, such as the export macro, is for all of them and uses none.
     # The umbrella header alone stands above everything.
     own = folder_of(name, allowed)
-    for number, line in enumerate(tree.text(name).splitlines(), 1):
+    for number, line in enumerate(text.splitlines(), 1):
         match = INCLUDE.match(line)
         if not match:
             continue
@@ -55,8 +55,8 @@ def file_problems(name, allowed):
             yield where + "includes read <gantry/folder/Name.h>"
 
 
-def fenc_problems(name):
-    for number, line in enumerate(tree.text(name).splitlines(), 1):
+def fenc_problems(name, text):
+    for number, line in enumerate(text.splitlines(), 1):
         match = INCLUDE.match(line)
         if match and match.group(1).startswith("gantry/"):
             yield f"{name}:{number}: fenc is built before the library and uses nothing of it"
@@ -70,10 +70,10 @@ def main():
         if name.startswith("gantry/") and name != "gantry/Gantry.h":
             if folder_of(name, allowed) is None and len(Path(name).parts) > 3:
                 problems.append(f"{name}: cmake/Layers.txt has no line for its folder")
-            problems.extend(file_problems(name, allowed))
+            problems.extend(file_problems(name, tree.text(name), allowed))
         elif name.startswith("fenc/"):
-            problems.extend(fenc_problems(name))
-    return tree.report(problems, f"{len(names)} files")
+            problems.extend(fenc_problems(name, tree.text(name)))
+    return tree.report(problems, len(names), "files")
 
 
 if __name__ == "__main__":

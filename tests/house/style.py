@@ -43,8 +43,7 @@ def line_problems(name, number, line, code):
         yield where + f"{len(line)} columns, at most {MAX_COLUMNS}"
 
 
-def file_problems(name):
-    text = tree.text(name)
+def file_problems(name, text):
     code = is_code(name, text)
     lines = text.split("\n")
     suffix = Path(name).suffix
@@ -63,8 +62,8 @@ def file_problems(name):
 
 def main():
     names = tree.sources()
-    problems = [problem for name in names for problem in file_problems(name)]
-    return tree.report(problems, f"{len(names)} files")
+    problems = [problem for name in names for problem in file_problems(name, tree.text(name))]
+    return tree.report(problems, len(names), "files")
 
 
 if __name__ == "__main__":

@@ -53,9 +53,9 @@ def text(name):
     return (ROOT / name).read_text(encoding="utf-8", errors="replace")
 
 
-def report(problems, checked):
-    """Prints the problems; the exit status of a check."""
+def report(problems, count, things):
+    """Prints the problems; the exit status of a check, which fails on nothing to check."""
     for problem in problems:
         print(problem)
-    print(f"{checked} checked, {len(problems)} problems")
-    return 1 if problems else 0
+    print(f"{count} {things} checked, {len(problems)} problems")
+    return 1 if problems or count == 0 else 0

@@ -37,7 +37,7 @@ def main():
     wanted = [name for name in wanted if not is_private(name)]
     wanted += [name + ".h" for name in tree.sources() if re.match(r"gantry/.*\.fen$", name)]
     problems = [f"gantry/Gantry.h does not reach {name}" for name in wanted if name not in names]
-    return tree.report(problems, f"{len(wanted)} public headers")
+    return tree.report(problems, len(wanted), "public headers")
 
 
 if __name__ == "__main__":

@@ -1,0 +1,104 @@
+#!/usr/bin/env python3
+"""Tests the checks of the tree: each rule must catch what it is there for, and nothing else."""
+
+import sys
+import unittest
+
+import functions
+import layers
+import style
+
+GOOD = "// What it is.\n#pragma once\n\nint f();\n"
+
+
+class Style(unittest.TestCase):
+    def problems(self, text, name="gantry/A.h"):
+        return list(style.file_problems(name, text))
+
+    def caught(self, words, text, name="gantry/A.h"):
+        problems = self.problems(text, name)
+        self.assertEqual(len(problems), 1, problems)
+        self.assertIn(words, problems[0])
+
+    def test_good(self):
+        self.assertEqual(self.problems(GOOD), [])
+
+    def test_faults(self):
+        self.caught("does not begin with a comment", "#pragma once\n")
+        self.caught("no #pragma once", "// What it is.\n")
+        self.caught("a tab", GOOD + "\tint a;\n")
+        self.caught("blanks at the end", GOOD + "int a; \n")
+        self.caught("101 columns", GOOD + "//" + "x" * 99 + "\n")
+        self.caught("801 lines", GOOD + "\n" * 797)
+        self.caught("no newline", GOOD + "int a;")
+        self.caught("unfinished", GOOD + "// TO" + "DO: more\n")
+        self.caught("unfinished", GOOD + "TEST( A, DISA" + "BLED_B ) {}\n")
+        self.caught("one machine", GOOD + 'char const* p = "/ho' + 'me/someone";\n')
+        self.caught("numbered chapter", GOOD + "// As Pa" + "rt 3.1 says.\n")
+
+    def test_limits(self):
+        self.assertEqual(self.problems(GOOD + "//" + "x" * 98 + "\n"), [])
+        self.assertEqual(self.problems(GOOD + "\n" * 796), [])
+
+    def test_documents_have_no_columns(self):
+        self.assertEqual(self.problems("x" * 200 + "\n", "README.md"), [])
+        self.caught("one machine", "see /ho" + "me/someone\n", "README.md")
+
+    def test_words_inside_words_and_relative_paths(self):
+        self.assertEqual(self.problems(GOOD + "int TO" + "DOs, a; // ../home/x, ${b}/work/x\n"), [])
+
+
+class Functions(unittest.TestCase):
+    def lengths(self, text):
+        return [length for _, length, _ in functions.functions(text)]
+
+    def test_counts_outermost_bodies(self):
+        text = "namespace A {\nstruct B {\n   int f() const { return 1; }\n   int x = 0;\n};\n}\n"
+        self.assertEqual(self.lengths(text), [1])
+        self.assertEqual(self.lengths("void f() {\n  if (a) {\n    b();\n  }\n}\n"), [5])
+        self.assertEqual(self.lengths("template <class T>\nT f(T t) {\n  return t;\n}\n"), [3])
+        self.assertEqual(self.lengths("A::A() : b_{1}, c_(2) {\n\n}\n"), [3])
+        self.assertEqual(self.lengths("A::A()\n   : c_(2), b_{1} {\n\n}\nint f() {}\n"), [3, 1])
+
+    def test_braces_in_literals_and_comments(self):
+        self.assertEqual(self.lengths('void f() {\n  a("{{", \'{\'); // {\n  /* { */\n}\n'), [4])
+        self.assertEqual(self.lengths('void f() {\n  a(R"x({\n{)x");\n}\n'), [4])
+        self.assertEqual(self.lengths("void f() {\n  int n = 1'000'000;\n}\nvoid g() {}\n"), [3, 1])
+
+    def test_macros_are_left_out(self):
+        self.assertEqual(self.lengths("#define F() \\\n  {\nvoid g() {\n}\n"), [2])
+
+
+class Layers(unittest.TestCase):
+    allowed = layers.declared()
+
+    def problems(self, name, include):
+        return list(layers.file_problems(name, f"// x\n{include}\n", self.allowed))
+
+    def test_down_is_good(self):
+        self.assertEqual(self.problems("gantry/mount/M.h", "#include <gantry/common/C.h>"), [])
+        self.assertEqual(self.problems("gantry/mount/M.h", "#include <gantry/mount/N.h>"), [])
+        self.assertEqual(self.problems("gantry/mount/M.h", "#include <gantry/runtime/E.h>"), [])
+        self.assertEqual(self.problems("gantry/mount/M.h", "#include <vector>"), [])
+
+    def test_up_and_sideways_are_caught(self):
+        for name, include in [
+            ("gantry/runtime/fen/A.h", "#include <gantry/runtime/nimet/B.h>"),
+            ("gantry/runtime/nimet/A.h", "#  include <gantry/runtime/ringscribe/B.h>"),
+            ("gantry/runtime/fen/sub/A.h", "#include <gantry/runtime/cairn/B.h>"),
+            ("gantry/runtime/Export.h", "#include <gantry/runtime/fen/B.h>"),
+            ("gantry/common/A.fen", 'import "gantry/mount/B.fen"'),
+            ("gantry/service/A.cpp", "#include <gantry/initial/B.h>"),
+            ("gantry/mount/A.cpp", "#include <gantry/Gantry.h>"),
+            ("gantry/mount/A.cpp", "#include <tests/support/B.h>"),
+            ("gantry/mount/A.cpp", '#include "B.h"'),
+        ]:
+            self.assertEqual(len(self.problems(name, include)), 1, (name, include))
+
+    def test_fenc_stands_alone(self):
+        text = "#include <fenc/Lexer.h>\n#include <gantry/runtime/fen/A.h>\n"
+        self.assertEqual(len(list(layers.fenc_problems("fenc/A.cpp", text))), 1)
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main())
