@@ -19,7 +19,9 @@ set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g1 -fno-omit-frame-pointer")
 if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
    find_program(GANTRY_CCACHE ccache)
    if(GANTRY_CCACHE)
-      set(CMAKE_CXX_COMPILER_LAUNCHER ${GANTRY_CCACHE})
+      # Paths below the source tree count as relative, so that several working trees share results.
+      set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+         CCACHE_BASEDIR=${PROJECT_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${GANTRY_CCACHE})
    endif()
 endif()
 
