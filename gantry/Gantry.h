@@ -5,7 +5,13 @@
 
 #include <gantry/runtime/Export.h>
 #include <gantry/runtime/fen/Assert.h>
+#include <gantry/runtime/fen/BaseCollection.h>
+#include <gantry/runtime/fen/BitSet.h>
 #include <gantry/runtime/fen/Exception.h>
+#include <gantry/runtime/fen/HashMap.h>
+#include <gantry/runtime/fen/HashMapGeneric.h>
+#include <gantry/runtime/fen/ListRaw.h>
 #include <gantry/runtime/fen/Ptr.h>
 #include <gantry/runtime/fen/PtrInterface.h>
+#include <gantry/runtime/fen/SnapshotIterator.h>
 #include <gantry/runtime/fen/String.h>
