@@ -1,0 +1,158 @@
+/// Registration, activation and the zombie protocol of reactors; defaults of their operations.
+#include <gantry/runtime/fen/Counters.h>
+#include <gantry/runtime/fen/Notifiee.h>
+
+namespace Fen {
+
+PtrInterface::NotifieeConst::NotifieeConst(Kind kind) : isGenericNotifiee_(kind == Kind::generic) {
+   fenNotificationActiveMarkIs(true);
+}
+
+PtrInterface::NotifieeConst::~NotifieeConst() { fenNotifierStore(nullptr); }
+
+void PtrInterface::NotifieeConst::hasNotificationActiveIs(bool active) {
+   if (active == hasNotificationActive()) {
+      return;
+   }
+   if (active) {
+      fenNotificationActiveMarkIs(true);
+      if (registersWhenActive_) {
+         registersWhenActive_ = false;
+         isRegisteredNotifieeIs(true);
+      }
+   } else {
+      bool const wasRegistered = isRegisteredNotifiee_;
+      isRegisteredNotifieeIs(false);
+      fenNotificationActiveMarkIs(false);
+      registersWhenActive_ = wasRegistered;
+   }
+}
+
+PtrInterface const* PtrInterface::NotifieeConst::fenReactor() const { return this; }
+PtrInterface const* PtrInterface::NotifieeConst::fenRawReactor() const { return this; }
+bool PtrInterface::NotifieeConst::isStreamAdapter() const { return false; }
+
+void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) const {
+   if (!hasNotificationActive()) {
+      registersWhenActive_ = registered;
+      return;
+   }
+   if (registered == isRegisteredNotifiee_ || notifier_ == nullptr) {
+      return;
+   }
+   auto* self = const_cast<NotifieeConst*>(this);
+   isRegisteredNotifiee_ = registered;
+   if (registered) {
+      self->fenJoin();
+   } else {
+      self->fenLeave();
+   }
+}
+
+void PtrInterface::NotifieeConst::fenJoin() { notifier_->notifiees_.newMember(this); }
+void PtrInterface::NotifieeConst::fenLeave() { notifier_->notifiees_.memberDel(this); }
+
+void PtrInterface::NotifieeConst::fen_bitSetIs(Fen_BitSet bits) { bits_ = bits; }
+String8 PtrInterface::NotifieeConst::name() const { return String8(); }
+
+void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& notifier) {
+   fenNotifierStore(dynamic_cast<Notifier const*>(notifier.ptr()));
+}
+
+void PtrInterface::NotifieeConst::handleNotification(ActivityConfig*) {}
+void PtrInterface::NotifieeConst::handleDefault(ActivityConfig*, AttributeId, bool) {}
+void PtrInterface::NotifieeConst::onAttribute(AttributeId) {}
+void PtrInterface::NotifieeConst::onNotification() {}
+void PtrInterface::NotifieeConst::onCollectionNotification(String8) {}
+
+void PtrInterface::NotifieeConst::onNotificationException() { handleNotificationException(); }
+void PtrInterface::NotifieeConst::onNotificationException(AttributeId id) {
+   handleNotificationException(id);
+}
+void PtrInterface::NotifieeConst::handleNotificationException(AttributeId) {
+   onNotificationException();
+}
+void PtrInterface::NotifieeConst::handleNotificationException() {
+   static Counter& unhandled = Counters::counter("notification.unhandled_exceptions");
+   unhandled.increment();
+}
+
+void PtrInterface::NotifieeConst::onZeroReferences() {}
+ActivityConfig* PtrInterface::NotifieeConst::activityPtr() const { return nullptr; }
+ActivityConfig* PtrInterface::NotifieeConst::fenFwkActivity() { return nullptr; }
+ActivityConfig const* PtrInterface::NotifieeConst::fenFwkActivity() const { return nullptr; }
+ActivitySm* PtrInterface::NotifieeConst::actsm() { return nullptr; }
+
+void PtrInterface::NotifieeConst::fenDoZombieReactors(bool zombie) {
+   if (fenMarkedForDeletion() == zombie) {
+      return;
+   }
+   if (notifier_ != nullptr) {
+      hasNotificationActiveIs(!zombie);
+   }
+   fenMarkedForDeletionIs(zombie);
+}
+
+void PtrInterface::NotifieeConst::doNotification(AttributeId id, void const*) { onAttribute(id); }
+
+Ptr<PtrInterface const> PtrInterface::NotifieeConst::notifier() const {
+   return Ptr<PtrInterface const>(notifier_);
+}
+
+void PtrInterface::NotifieeConst::isWeakReferenceIs(bool weak) {
+   if (weak == isWeakReference_) {
+      return;
+   }
+   isWeakReference_ = weak;
+   if (notifier_ == nullptr) {
+      return;
+   }
+   if (weak) {
+      notifier_->fenReferenceDel();
+   } else {
+      notifier_->fenReferenceNew();
+   }
+}
+
+void PtrInterface::NotifieeConst::fenNotifierStore(Notifier const* notifier) {
+   if (isRegisteredNotifiee_) {
+      isRegisteredNotifiee_ = false;
+      fenLeave();
+   }
+   Notifier const* const old = notifier_;
+   if (notifier != nullptr && !isWeakReference_) {
+      notifier->fenReferenceNew();
+   }
+   notifier_ = notifier;
+   if (old != nullptr && !isWeakReference_) {
+      old->fenReferenceDel();
+   }
+}
+
+Notifier::Notifier() = default;
+
+Notifier::~Notifier() {
+   // Only weak reactors can be here still: the others would have kept this object alive.
+   while (auto* each = notifiees_.head()) {
+      notifiees_.memberDel(each);
+      each->isRegisteredNotifiee_ = false;
+      each->notifier_ = nullptr;
+   }
+}
+
+void Notifier::zeroReferencesIs(bool zero) {
+   PtrInterface::zeroReferencesIs(zero);
+   fenNotify(zeroReferencesAttributeId, nullptr,
+             [](PtrInterface::NotifieeConst& notifiee) { notifiee.onZeroReferences(); });
+}
+
+void tellOfException(PtrInterface::NotifieeConst& notifiee, AttributeId id) noexcept {
+   try {
+      notifiee.onNotificationException(id);
+   } catch (...) {
+      static Counter& lost = Counters::counter("notification.exceptions_from_exception_handlers");
+      lost.increment();
+   }
+}
+
+} // namespace Fen

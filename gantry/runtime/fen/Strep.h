@@ -1,0 +1,39 @@
+/// The text form of built-in values. It reads like a Python literal: text in single quotes with
+/// escapes, True and False, numbers in decimal, None for a null pointer, an entity's full name in
+/// quotes for a pointer to it.
+#pragma once
+
+#include <gantry/runtime/fen/Entity.h>
+#include <gantry/runtime/fen/String.h>
+
+#include <concepts>
+#include <cstdint>
+
+namespace Fen {
+
+GANTRY_EXPORT String8 valueToStrep(String8 const& text);
+GANTRY_EXPORT String8 valueToStrep(bool value);
+GANTRY_EXPORT String8 valueToStrep(double value);
+GANTRY_EXPORT String8 signedToStrep(std::int64_t value);
+GANTRY_EXPORT String8 unsignedToStrep(std::uint64_t value);
+GANTRY_EXPORT String8 valueToStrepOfRawPtr(PtrInterface const* object);
+
+template <std::integral Integer>
+requires(!std::same_as<Integer, bool>) String8 valueToStrep(Integer value) {
+   if constexpr (std::signed_integral<Integer>) {
+      return signedToStrep(value);
+   } else {
+      return unsignedToStrep(value);
+   }
+}
+
+template <class T>
+String8 valueToStrep(Ptr<T> const& pointer) {
+   return valueToStrepOfRawPtr(pointer.ptr());
+}
+template <class T>
+requires std::derived_from<T, PtrInterface> String8 valueToStrep(T* pointer) {
+   return valueToStrepOfRawPtr(pointer);
+}
+
+} // namespace Fen
