@@ -93,7 +93,7 @@ class GANTRY_EXPORT EntityIdUnavailableException : public Exception {
 
 /// Stands around a call whose exceptions the code catches right here, and says which. It costs
 /// nothing: entering a try block is free, so there is nothing to arm.
-class Expect {
+class [[maybe_unused]] Expect {
  public:
    explicit constexpr Expect(Exception::Id) {}
    Expect(Expect const&) = delete;
