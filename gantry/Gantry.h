@@ -17,8 +17,6 @@
 #include <gantry/runtime/fen/FenType.h>
 #include <gantry/runtime/fen/HashMap.h>
 #include <gantry/runtime/fen/HashMapGeneric.h>
-#include <gantry/runtime/fen/LinkQueue.h>
-#include <gantry/runtime/fen/LinkedQueue.h>
 #include <gantry/runtime/fen/ListRaw.h>
 #include <gantry/runtime/fen/MemberIterator.h>
 #include <gantry/runtime/fen/Notifiee.h>
@@ -31,3 +29,11 @@
 #include <gantry/runtime/fen/String.h>
 #include <gantry/runtime/fen/Trace.h>
 #include <gantry/runtime/fen/VirtualTime.h>
+#include <gantry/runtime/ringscribe/MsgDesc.h>
+#include <gantry/runtime/ringscribe/RingBuf.h>
+#include <gantry/runtime/ringscribe/Trace.h>
+#include <gantry/runtime/ringscribe/TraceClock.h>
+#include <gantry/runtime/ringscribe/TraceFile.h>
+#include <gantry/runtime/ringscribe/TraceLayout.h>
+#include <gantry/runtime/ringscribe/TraceReader.h>
+#include <gantry/runtime/ringscribe/TraceSource.h>

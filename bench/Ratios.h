@@ -1,0 +1,83 @@
+/// A main function's body for benchmarks whose result is a ratio between two of them: it runs all
+/// with Google Benchmark's own options and prints, behind the table, each ratio with its goal. A
+/// ratio is that of the medians over all repetitions of one run, which take turns by default so
+/// that what disturbs the machine disturbs all of them. Header only; the main thread.
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace Bench {
+
+struct Ratio {
+   std::string what;
+   std::string of;
+   /// Empty for a goal in nanoseconds.
+   std::string to;
+   double goal;
+};
+
+/// Keeps every run's time. Of repeated runs it prints what sums them up.
+class KeepingReporter : public benchmark::ConsoleReporter {
+ public:
+   void ReportRuns(std::vector<Run> const& runs) override {
+      std::vector<Run> printed;
+      for (Run const& run : runs) {
+         if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+            times_[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+         }
+         if (run.run_type == Run::RT_Aggregate || run.repetitions <= 1 || run.error_occurred) {
+            printed.push_back(run);
+         }
+      }
+      ConsoleReporter::ReportRuns(printed);
+   }
+   /// Median in the benchmark's unit, 0 when it did not run.
+   double median(std::string const& name) const {
+      auto const found = times_.find(name);
+      if (found == times_.end()) {
+         return 0;
+      }
+      std::vector<double> times = found->second;
+      std::sort(times.begin(), times.end());
+      return times[times.size() / 2];
+   }
+
+ private:
+   std::map<std::string, std::vector<double>> times_;
+};
+
+inline int runWithRatios(int argc, char** argv, std::vector<Ratio> const& ratios) {
+   std::vector<char*> arguments(argv, argv + argc);
+   std::string defaults[] = {"--benchmark_repetitions=9", "--benchmark_min_time=0.05",
+                             "--benchmark_enable_random_interleaving=true"};
+   std::size_t at = argc > 0 ? 1 : 0;
+   for (std::string& option : defaults) {
+      arguments.insert(arguments.begin() + static_cast<std::ptrdiff_t>(at++), option.data());
+   }
+   int count = static_cast<int>(arguments.size());
+   benchmark::Initialize(&count, arguments.data());
+   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) {
+      return 2;
+   }
+   KeepingReporter reporter;
+   benchmark::RunSpecifiedBenchmarks(&reporter);
+   benchmark::Shutdown();
+   for (Ratio const& ratio : ratios) {
+      double const of = reporter.median(ratio.of);
+      double const to = ratio.to.empty() ? 1 : reporter.median(ratio.to);
+      if (of > 0 && to > 0) {
+         std::printf("%-44s %8.3f%s  goal %.3g: %s\n", ratio.what.c_str(), of / to,
+                     ratio.to.empty() ? " ns" : "   ", ratio.goal,
+                     of / to <= ratio.goal ? "met" : "MISSED");
+      }
+   }
+   return 0;
+}
+
+} // namespace Bench
