@@ -17,6 +17,8 @@
 #include <gantry/runtime/fen/FenType.h>
 #include <gantry/runtime/fen/HashMap.h>
 #include <gantry/runtime/fen/HashMapGeneric.h>
+#include <gantry/runtime/fen/LinkQueue.h>
+#include <gantry/runtime/fen/LinkedQueue.h>
 #include <gantry/runtime/fen/ListRaw.h>
 #include <gantry/runtime/fen/MemberIterator.h>
 #include <gantry/runtime/fen/Notifiee.h>
