@@ -25,6 +25,7 @@
 #include <gantry/runtime/fen/Ptr.h>
 #include <gantry/runtime/fen/PtrInterface.h>
 #include <gantry/runtime/fen/Reactor.h>
+#include <gantry/runtime/fen/RecordMember.h>
 #include <gantry/runtime/fen/SnapshotIterator.h>
 #include <gantry/runtime/fen/StreamAdapter.h>
 #include <gantry/runtime/fen/Strep.h>

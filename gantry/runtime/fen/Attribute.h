@@ -150,6 +150,21 @@ Ptr<typename Attr::Member> childIs(typename Attr::Owner& owner, Name const& name
    return child;
 }
 
+/// Puts a fresh child in the place of the present one, whose parent is cleared; tells nobody of the
+/// attribute.
+template <class Attr>
+Ptr<typename Attr::Member> newChild(typename Attr::Owner& owner,
+                                    Ptr<typename Attr::Member> const& child) {
+   auto& field = Attr::field(owner);
+   if (field) {
+      field->parentIs(nullptr);
+   }
+   field = child;
+   child->parentAttrIdIs(Attr::id);
+   child->parentIs(Ptr<Entity>(&owner));
+   return child;
+}
+
 /// Clears the child's parent without telling anybody: the owner is going.
 template <class Attr>
 void childOrphan(typename Attr::Owner& owner) {
@@ -320,6 +335,18 @@ struct TypeName<bool> {
    static constexpr char const* name = "bool";
 };
 template <>
+struct TypeName<std::uint8_t> {
+   static constexpr char const* name = "Fen::U8";
+};
+template <>
+struct TypeName<std::int8_t> {
+   static constexpr char const* name = "Fen::S8";
+};
+template <>
+struct TypeName<std::int16_t> {
+   static constexpr char const* name = "Fen::S16";
+};
+template <>
 struct TypeName<std::uint16_t> {
    static constexpr char const* name = "Fen::U16";
 };
@@ -381,6 +408,11 @@ template <class Owner, class Value>
 constexpr AttrDesc parameterDesc(AttributeId id, char const* name) {
    return {id,      name,   AttrKind::constructorParameter, TypeName<Value>::name, nullptr,
            nullptr, nullptr};
+}
+/// An attribute that only reflection knows: of a machine, or without a notification of its own.
+constexpr AttrDesc plainDesc(AttributeId id, char const* name, AttrKind kind, char const* valueType,
+                             char const* keyType) {
+   return {id, name, kind, valueType, keyType, nullptr, nullptr};
 }
 template <class Attr>
 constexpr AttrDesc attrDesc() {

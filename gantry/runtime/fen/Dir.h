@@ -8,6 +8,7 @@ namespace Fen {
 
 class GANTRY_EXPORT Dir : public Entity {
  public:
+   static constexpr char const* fenFullTypeName = "Fen::Dir";
    class NotifieeConst;
    class Notifiee;
    class FenNboAttrLogSa;

@@ -37,6 +37,7 @@ class GANTRY_EXPORT EntityUriPath {
 
 class GANTRY_EXPORT Entity : public Notifier {
  public:
+   static constexpr char const* fenFullTypeName = "Fen::Entity";
    class NotifieeConst;
    class Notifiee;
    class FenNboAttrLogSa;
