@@ -1,0 +1,58 @@
+/// Text and type of an IPv4 address.
+#include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/nimet/IpAddr.h>
+
+#include <arpa/inet.h>
+#include <cstring>
+#include <ostream>
+
+namespace Nimet {
+
+namespace {
+
+constexpr Fen::TypeDesc ipAddrType = {
+   "Nimet::IpAddr", Fen::TypeKind::value, nullptr, {}, {}, nullptr, nullptr};
+
+} // namespace
+
+IpAddr::IpAddr(Fen::String8 text) {
+   in_addr parsed{};
+   // A text with a NUL inside ends there for the C library, but is no address.
+   if (text.view().find('\0') == std::string_view::npos &&
+       ::inet_pton(AF_INET, text.charPtr(), &parsed) == 1) {
+      *this = fromNetworkOrder(parsed.s_addr);
+   }
+}
+
+IpAddr IpAddr::fromNetworkOrder(std::uint32_t value) {
+   IpAddr result;
+   std::memcpy(result.bytes_.data(), &value, sizeof value);
+   return result;
+}
+
+Fen::String8 IpAddr::stringValue() const {
+   return Fen::format("%u.%u.%u.%u", bytes_[0], bytes_[1], bytes_[2], bytes_[3]);
+}
+
+std::uint32_t IpAddr::networkOrderValue() const {
+   std::uint32_t value;
+   std::memcpy(&value, bytes_.data(), sizeof value);
+   return value;
+}
+
+std::uint32_t IpAddr::hash() const { return ntohl(networkOrderValue()) * 2654435761u; }
+
+Fen::FenType* IpAddr::_fwkType() {
+   static Fen::FenType* const type = Fen::FenType::typeIs(ipAddrType);
+   return type;
+}
+
+std::ostream& operator<<(std::ostream& out, IpAddr const& address) {
+   return out << address.stringValue();
+}
+
+Fen::String8 valueToStrep(IpAddr const& address) {
+   return Fen::valueToStrep(address.stringValue());
+}
+
+} // namespace Nimet
