@@ -1,0 +1,52 @@
+/// Names and numbers of the states of a mount.
+#include <gantry/common/MountState.h>
+#include <gantry/runtime/fen/FenType.h>
+
+#include <array>
+#include <ostream>
+
+namespace Controller {
+
+namespace {
+
+constexpr Fen::TypeDesc mountStateType = {
+   "Controller::MountState", Fen::TypeKind::enumeration, nullptr, {}, {}, nullptr, nullptr};
+
+constexpr std::array names = {"mountStateUnmounted", "mountStatePending", "mountStateMounting",
+                              "mountStateFailed",    "mountStateMounted", "mountStateUnmounting"};
+
+} // namespace
+
+Fen::String8 stringValue(MountState state) {
+   return state < names.size() ? Fen::String8(names[state])
+                               : Fen::format("MountState(%d)", static_cast<int>(state));
+}
+
+Fen::String8 valueToStrep(MountState state) { return Fen::valueToStrep(stringValue(state)); }
+
+std::ostream& operator<<(std::ostream& out, MountState const& state) {
+   return out << stringValue(state);
+}
+
+MountState MountStateInstance(unsigned int number) {
+   if (number >= names.size()) {
+      Fen::throwRangeException("MountState");
+   }
+   return static_cast<MountState>(number);
+}
+
+MountState MountStateInstance(Fen::String8 const& text) {
+   for (std::uint32_t number = 0; number < names.size(); ++number) {
+      if (text == names[number]) {
+         return static_cast<MountState>(number);
+      }
+   }
+   Fen::throwRangeException("MountState");
+}
+
+Fen::FenType* _fwkType_MountState() {
+   static Fen::FenType* const type = Fen::FenType::typeIs(mountStateType);
+   return type;
+}
+
+} // namespace Controller
