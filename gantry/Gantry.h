@@ -3,7 +3,18 @@
 // of its own.
 #pragma once
 
+#include <gantry/common/ConnectionConfig.h>
+#include <gantry/common/MountDesc.h>
+#include <gantry/common/MountState.h>
+#include <gantry/common/SystemId.h>
 #include <gantry/runtime/Export.h>
+#include <gantry/runtime/cairn/Backend.h>
+#include <gantry/runtime/cairn/EntityManager.h>
+#include <gantry/runtime/cairn/Mount.h>
+#include <gantry/runtime/cairn/MountGroup.h>
+#include <gantry/runtime/cairn/MountStatus.h>
+#include <gantry/runtime/cairn/Mounter.h>
+#include <gantry/runtime/cairn/RemoteUnmounter.h>
 #include <gantry/runtime/fen/ActivityLoop.h>
 #include <gantry/runtime/fen/Assert.h>
 #include <gantry/runtime/fen/Attribute.h>
@@ -32,6 +43,8 @@
 #include <gantry/runtime/fen/String.h>
 #include <gantry/runtime/fen/Trace.h>
 #include <gantry/runtime/fen/VirtualTime.h>
+#include <gantry/runtime/nimet/EthAddr.h>
+#include <gantry/runtime/nimet/IpAddr.h>
 #include <gantry/runtime/ringscribe/MsgDesc.h>
 #include <gantry/runtime/ringscribe/RingBuf.h>
 #include <gantry/runtime/ringscribe/Trace.h>
