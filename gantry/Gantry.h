@@ -32,6 +32,11 @@
 #include <gantry/runtime/fen/LinkedQueue.h>
 #include <gantry/runtime/fen/ListRaw.h>
 #include <gantry/runtime/fen/MemberIterator.h>
+#include <gantry/runtime/fen/NboAttrLogDemuxer.h>
+#include <gantry/runtime/fen/NboAttrLogForm.h>
+#include <gantry/runtime/fen/NboAttrLogFrame.h>
+#include <gantry/runtime/fen/NboAttrLogIn.h>
+#include <gantry/runtime/fen/NboAttrLogOut.h>
 #include <gantry/runtime/fen/Notifiee.h>
 #include <gantry/runtime/fen/Ptr.h>
 #include <gantry/runtime/fen/PtrInterface.h>
