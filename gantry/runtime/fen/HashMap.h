@@ -169,10 +169,7 @@ class HashMap : public HashMapGeneric {
    }
 
    /// The first member whose (reversed hash, key) is not below the given key's; null if none.
-   Ptr<T> startAtHash(K const& key) const {
-      int bucket;
-      return Ptr<T>(seek<false>(key, &bucket));
-   }
+   Ptr<T> startAtHash(K const& key) const { return Ptr<T>(seek<false>(key).member); }
 
    /// Calls `f( T* )` for each member in order. For callers that change nothing meanwhile, such as
    /// a snapshot; everybody else takes an iterator.
@@ -198,6 +195,12 @@ class HashMap : public HashMapGeneric {
    }
 
  private:
+   /// A member and its bucket; null and -1 for the end.
+   struct Seat {
+      T* member;
+      int bucket;
+   };
+
    PtrInterface* firstMember() const {
       int bucket = -1;
       return empty() ? nullptr : findNextBucketG(&bucket);
@@ -226,20 +229,28 @@ class HashMap : public HashMapGeneric {
    }
    /// The first member not below the key, or, with `behind`, the first one above it.
    template <bool behind>
-   T* seek(K const& key, int* bucketOut) const {
+   Seat seek(K const& key) const {
       std::uint32_t const rhash = rhashOf<K>(key);
-      *bucketOut = bucketOf(rhash);
-      for (PtrInterface* at = bucketHead(*bucketOut); at != nullptr;) {
+      int bucket = bucketOf(rhash);
+      for (PtrInterface* at = bucketHead(bucket); at != nullptr;) {
          T* const member = static_cast<T*>(at);
          HashMapLink const& link = member->fwkHmLink();
          if (link.rhash() > rhash ||
              (link.rhash() == rhash && (behind ? key < HashMapKey<T, K>::key(*member)
                                                : !(HashMapKey<T, K>::key(*member) < key)))) {
-            return member;
+            return {member, bucket};
          }
          at = link.fwkHmNext();
       }
-      return static_cast<T*>(findNextBucketG(bucketOut));
+      auto* const member = static_cast<T*>(findNextBucketG(&bucket));
+      return {member, bucket};
+   }
+   /// The place behind a member that may have left the map. Apart from the walk, which then takes
+   /// few instructions, and by value, so that an iterator can live in registers; for the same
+   /// reason it says that keys compare without exceptions.
+   [[gnu::noinline]] Seat seatBehind(T const& member) const noexcept {
+      K const& key = HashMapKey<T, K>::key(member);
+      return seek<true>(key);
    }
    void maybeShrink() {
       if (__builtin_expect(mayShrink(), 0) && !bulkDelete()) {
@@ -292,6 +303,11 @@ class HashMap<T, K>::IteratorConst {
 
    /// On no map: at the end.
    IteratorConst() = default;
+   IteratorConst(IteratorConst const&) = default;
+   IteratorConst& operator=(IteratorConst const&) = default;
+   /// Inline also on the paths of exceptions: a call there would keep the iterator out of registers
+   /// and double the cost of a step.
+   [[gnu::always_inline]] ~IteratorConst() {}
    /// At the first member. A null map counts as no map.
    explicit IteratorConst(HashMap const* map, Owner owner = {})
       : owner_(std::move(owner)), map_(map) {
@@ -302,7 +318,9 @@ class HashMap<T, K>::IteratorConst {
       : owner_(std::move(owner)), map_(map) {
       if (map_ != nullptr) {
          version_ = map_->version();
-         current_ = Ptr<T>(map_->template seek<false>(key, &bucket_));
+         Seat const seat = map_->template seek<false>(key);
+         current_ = Ptr<T>(seat.member);
+         bucket_ = seat.bucket;
       }
    }
 
@@ -324,8 +342,9 @@ class HashMap<T, K>::IteratorConst {
       }
       PtrInterface* next;
       if (__builtin_expect(version_ != map_->version(), 0)) {
-         K const& key = HashMapKey<T, K>::key(*current_);
-         next = map_->template seek<true>(key, &bucket_);
+         Seat const seat = map_->seatBehind(*current_);
+         next = seat.member;
+         bucket_ = seat.bucket;
          version_ = map_->version();
       } else {
          next = current_->fwkHmLink().fwkHmNext();
@@ -372,6 +391,9 @@ class HashMap<T, K>::Iterator : public HashMap<T, K>::IteratorConst {
    using typename Base::Owner;
 
    Iterator() = default;
+   Iterator(Iterator const&) = default;
+   Iterator& operator=(Iterator const&) = default;
+   virtual ~Iterator() = default;
    explicit Iterator(HashMap* map, Owner owner = {}) : Base(map, std::move(owner)) {}
    Iterator(HashMap* map, K const& key, Owner owner = {}) : Base(map, key, std::move(owner)) {}
 

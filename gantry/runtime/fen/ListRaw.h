@@ -244,11 +244,7 @@ class ListRaw<T>::LrIterator : public ListRaw<T>::LrIteratorConst {
          return {};
       }
       Ptr<T> following(next(node.ptr()));
-      if (this->version_ == list->version()) {
-         list->unlink(this->previous_.ptr(), node.ptr());
-      } else {
-         list->memberDel(node.ptr());
-      }
+      list->memberDel(node.ptr());
       this->version_ = list->version();
       following.swap(this->current_);
       return node;

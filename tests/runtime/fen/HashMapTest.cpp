@@ -149,17 +149,17 @@ TEST(HashMap, OrderDoesNotDependOnTheBucketCount) {
 
 TEST(HashMap, NewMemberLinksCountsAndReturnsTheWalk) {
    NumberMap map;
-   auto member = Fen::makePtr<Number>(8);
+   auto member = Fen::makePtr<Number>(8u);
    EXPECT_EQ(map.newMember(member, Fen::bitReverse(8)), 0u);
    EXPECT_EQ(member->fenReferenceCount(), 2u);
    EXPECT_EQ(map.size(), 1);
    EXPECT_EQ(map.version(), 1);
    EXPECT_TRUE(member->fwkHmLink().isLinked());
    EXPECT_EQ(member->fwkHmLink().rhash(), 0x10000000u);
-   auto behind = Fen::makePtr<Number>(1);
+   auto behind = Fen::makePtr<Number>(1u);
    EXPECT_EQ(map.newMember(behind), 1u);
    EXPECT_EQ(map.version(), 2);
-   auto before = Fen::makePtr<Number>(0);
+   auto before = Fen::makePtr<Number>(0u);
    EXPECT_EQ(map.newMember(before), 0u);
    EXPECT_EQ(before->fwkHmLink().fwkHmNext(), member.ptr());
    EXPECT_EQ(map.version(), 3);
@@ -355,8 +355,8 @@ TEST(HashMap, HonestKeysNeverCrowd) {
 TEST(HashMapGeneric, VTable) {
    auto const* const vtable = Fen::HashMapVTable<Number, unsigned>::instance();
    EXPECT_EQ(vtable, (Fen::HashMapVTable<Number, unsigned>::instance()));
-   auto member = Fen::makePtr<Number>(6);
-   auto other = Fen::makePtr<Number>(7);
+   auto member = Fen::makePtr<Number>(6u);
+   auto other = Fen::makePtr<Number>(7u);
    unsigned const five = 5;
    unsigned const six = 6;
    EXPECT_EQ(vtable->hash(member.ptr()), Fen::bitReverse(6));
