@@ -214,7 +214,7 @@ class Lexer {
       std::string text(text_.substr(begin, offset_ - begin));
       if (kind == TokenKind::integer && !isInteger(text)) {
          diagnostics_.error(start, "'" + text + "' is not a number");
-         text = "0";
+         text.assign(1, '0');
       }
       push(kind, std::move(text), start);
    }
