@@ -8,6 +8,8 @@ from pathlib import Path
 import tree
 
 FLAGS = "-std=c++20 -Wall -Wextra -Wshadow -Wconversion -Werror -fsyntax-only -x c++".split()
+# What the build defines for all tests.
+FLAGS += ['-DGANTRY_SOURCE_DIR=""', '-DGANTRY_BINARY_DIR=""']
 
 
 def main():
