@@ -3,7 +3,7 @@
 // of its own.
 #pragma once
 
-#include <gantry/common/ConnectionConfig.h>
+#include <gantry/common/ConnectionConfig.fen.h>
 #include <gantry/common/MountDesc.h>
 #include <gantry/common/MountState.h>
 #include <gantry/common/SystemId.h>

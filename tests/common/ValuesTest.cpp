@@ -1,5 +1,5 @@
 /// The values that a controller and its switches share.
-#include <gantry/common/ConnectionConfig.h>
+#include <gantry/common/ConnectionConfig.fen.h>
 #include <gantry/common/MountDesc.h>
 #include <gantry/common/MountState.h>
 #include <gantry/common/SystemId.h>
