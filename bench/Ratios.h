@@ -1,7 +1,8 @@
 /// A main function's body for benchmarks whose result is a ratio between two of them: it runs all
 /// with Google Benchmark's own options and prints, behind the table, each ratio with its goal. A
 /// ratio is that of the medians over all repetitions of one run, which take turns by default so
-/// that what disturbs the machine disturbs all of them. Header only; the main thread.
+/// that what disturbs the machine disturbs all of them. Times are of the processor, or real ones
+/// where the benchmark says so. Header only; the main thread.
 #pragma once
 
 #include <benchmark/benchmark.h>
@@ -29,7 +30,8 @@ class KeepingReporter : public benchmark::ConsoleReporter {
       std::vector<Run> printed;
       for (Run const& run : runs) {
          if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-            times_[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+            times_[run.run_name.function_name].push_back(
+               usesRealTime(run) ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
          }
          if (run.run_type == Run::RT_Aggregate || run.repetitions <= 1 || run.error_occurred) {
             printed.push_back(run);
@@ -49,6 +51,8 @@ class KeepingReporter : public benchmark::ConsoleReporter {
    }
 
  private:
+   static bool usesRealTime(Run const& run) { return !run.run_name.time_type.empty(); }
+
    std::map<std::string, std::vector<double>> times_;
 };
 

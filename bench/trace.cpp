@@ -180,11 +180,19 @@ void log(benchmark::State& state, spdlog::logger& logger) {
    logger.flush();
 }
 
-void SpdlogSync(benchmark::State& state) {
-   auto sink = std::make_shared<spdlog::sinks::basic_file_sink_st>(logPath, true);
+template <class Sink>
+void logSync(benchmark::State& state) {
+   auto sink = std::make_shared<Sink>(logPath, true);
    spdlog::logger logger("sync", sink);
    log(state, logger);
    unlink(logPath);
+}
+
+void SpdlogSync(benchmark::State& state) { logSync<spdlog::sinks::basic_file_sink_mt>(state); }
+
+/// Without the lock, for programs with one thread.
+void SpdlogSyncOneThread(benchmark::State& state) {
+   logSync<spdlog::sinks::basic_file_sink_st>(state);
 }
 
 void SpdlogAsync(benchmark::State& state) {
@@ -211,6 +219,7 @@ void SpdlogLevelOff(benchmark::State& state) {
 }
 
 BENCHMARK(SpdlogSync)->Iterations(200'000);
+BENCHMARK(SpdlogSyncOneThread)->Iterations(200'000);
 BENCHMARK(SpdlogAsync)->Iterations(200'000)->UseRealTime();
 BENCHMARK(SpdlogLevelOff);
 #endif
@@ -238,9 +247,11 @@ void LttngIdle(benchmark::State& state) { lttngMessages(state); }
 } // namespace
 
 int main(int argc, char** argv) {
-   return Bench::runWithRatios(argc, argv,
-                               {{"on / ring and time stamp", "GantryOn", "FloorRingTime", 1.4},
-                                {"off", "GantryOff", "", 1.2},
-                                {"on / spdlog", "GantryOn", "SpdlogSync", 0.09},
-                                {"on / LTTng-UST active", "GantryOn", "LttngActive", 0.2}});
+   return Bench::runWithRatios(
+      argc, argv,
+      {{"on / ring and time stamp", "GantryOn", "FloorRingTime", 1.4},
+       {"off", "GantryOff", "", 1.2},
+       {"on / spdlog", "GantryOn", "SpdlogSync", 0.09},
+       {"on / spdlog without lock", "GantryOn", "SpdlogSyncOneThread", 0.09},
+       {"on / LTTng-UST active", "GantryOn", "LttngActive", 0.2}});
 }

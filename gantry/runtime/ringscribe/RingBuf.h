@@ -84,37 +84,32 @@ class GANTRY_EXPORT RingBuf {
       at_ += sizeof word + length;
    }
 
+   /// The same without a look at the room, for messages whose length startMsg was told.
+   template <std::integral T>
+   void storeKnown(T value) {
+      std::memcpy(at_, &value, sizeof value);
+      at_ += sizeof value;
+   }
+   void storeTextKnown(std::string_view text) {
+      storeKnown(static_cast<std::uint16_t>(text.size()));
+      copyText(at_, text.data(), text.size());
+      at_ += text.size();
+   }
+
    /// Makes the message whole: from here on readers see it, whatever happens to the writer.
    void endMsg() {
       if (__builtin_expect(discarded_, 0)) {
          return;
       }
-      TraceFile& file = *file_;
       std::size_t const bytes =
          (static_cast<std::size_t>(at_ - begin_) + traceUnit - 1) & ~(traceUnit - 1);
-      // The head's first word in one store, laid out as TraceMsgHead says.
-      std::uint64_t word;
-      if constexpr (std::endian::native == std::endian::little) {
-         word = std::uint64_t{msgId_} | std::uint64_t{bytes / traceUnit} << 16 |
-                std::uint64_t{file.unitsBefore_} << 24 | std::uint64_t{file.sequence_} << 32;
-      } else {
-         word = std::uint64_t{msgId_} << 48 | std::uint64_t{bytes / traceUnit} << 40 |
-                std::uint64_t{file.unitsBefore_} << 32 | file.sequence_;
-      }
-      std::memcpy(begin_, &word, sizeof word);
-      std::uint64_t const position = file.position_;
-      std::atomic_ref(file.header_->last).store(position, std::memory_order_release);
+      std::uint64_t const end = file_->position_ + bytes;
+      finish(bytes);
       // What was set aside and not used holds older messages still.
-      std::atomic_ref(file.header_->reserved).store(position + bytes, std::memory_order_release);
-      file.position_ = position + bytes;
-      file.unitsBefore_ = static_cast<std::uint8_t>(bytes / traceUnit);
-      ++file.sequence_;
-      char* next = begin_ + bytes;
-      if (next >= file.ringEnd_) {
-         next -= file.ringEnd_ - file.ring_;
-      }
-      file.at_ = next;
+      std::atomic_ref(file_->header_->reserved).store(end, std::memory_order_release);
    }
+   /// The same for a message whose length startMsg was told, and which has that length.
+   void endMsgKnown() { finish(static_cast<std::size_t>(end_ - begin_)); }
 
  private:
    RingBuf(TraceFile& traceFile, std::uint32_t msgId, std::size_t bytes)
@@ -131,6 +126,29 @@ class GANTRY_EXPORT RingBuf {
       }
    }
    explicit RingBuf(TraceFile& traceFile);
+
+   void finish(std::size_t bytes) {
+      TraceFile& file = *file_;
+      // The head's first word in one store, laid out as TraceMsgHead says.
+      std::uint64_t word;
+      if constexpr (std::endian::native == std::endian::little) {
+         word = std::uint64_t{msgId_} | std::uint64_t{bytes / traceUnit} << 16 |
+                std::uint64_t{file.unitsBefore_} << 24 | std::uint64_t{file.sequence_} << 32;
+      } else {
+         word = std::uint64_t{msgId_} << 48 | std::uint64_t{bytes / traceUnit} << 40 |
+                std::uint64_t{file.unitsBefore_} << 32 | file.sequence_;
+      }
+      std::memcpy(begin_, &word, sizeof word);
+      std::atomic_ref(file.header_->last).store(file.position_, std::memory_order_release);
+      file.position_ += bytes;
+      file.unitsBefore_ = static_cast<std::uint8_t>(bytes / traceUnit);
+      ++file.sequence_;
+      char* next = begin_ + bytes;
+      if (next >= file.ringEnd_) {
+         next -= file.ringEnd_ - file.ring_;
+      }
+      file.at_ = next;
+   }
 
    TraceFile* file_;
    char* begin_;

@@ -96,15 +96,21 @@ inline std::size_t textBytesOf(T) {
    return 0;
 }
 
-inline void storePart(RingBuf& buffer, std::size_t bytesMax, std::string_view text) {
-   buffer.storeText(text, bytesMax);
-}
-inline void storePart(RingBuf& buffer, std::size_t, Ipv4Word address) {
-   buffer.store(static_cast<std::uint32_t>(address));
+inline void storePart(RingBuf& buffer, std::string_view text) { buffer.storeTextKnown(text); }
+inline void storePart(RingBuf& buffer, Ipv4Word address) {
+   buffer.storeKnown(static_cast<std::uint32_t>(address));
 }
 template <std::integral T>
-inline void storePart(RingBuf& buffer, std::size_t, T value) {
-   buffer.store(value);
+inline void storePart(RingBuf& buffer, T value) {
+   buffer.storeKnown(value);
+}
+
+inline void storePartCut(RingBuf& buffer, std::size_t bytesMax, std::string_view text) {
+   buffer.storeText(text, bytesMax);
+}
+template <class T>
+inline void storePartCut(RingBuf& buffer, std::size_t, T value) {
+   storePart(buffer, value);
 }
 
 /// One site: its identifier, zero until its first use in a file, and its place.
@@ -138,27 +144,34 @@ template <class... Parts>
    return describeSite(site, list, sizeof...(parts));
 }
 
+/// Writes one message whose strings do not fit: each gets its share of the room.
+template <class... Values>
+[[gnu::cold, gnu::noinline]] void traceWriteCut(TraceFile& file, std::uint32_t msgId,
+                                                std::size_t share, Values... values) {
+   RingBuf buffer = RingBuf::startMsg(file, msgId, traceArgumentBytesMax);
+   (storePartCut(buffer, share, values), ...);
+   buffer.endMsg();
+}
+
 /// Writes one message; shared by all sites with the same kinds of arguments in the same order.
 template <class... Values>
 [[gnu::noinline]] void traceWrite(TraceFile& file, std::uint32_t msgId, Values... values) {
+   static_assert(sizeof...(Values) <= traceArgumentsMax, "too many arguments for a trace message");
    constexpr std::size_t fixed =
       (std::size_t{0} + ... + fixedBytesOf(static_cast<Values const*>(nullptr)));
    constexpr std::size_t strings =
       (std::size_t{0} + ... + std::size_t{std::is_same_v<Values, std::string_view>});
-   static_assert(sizeof...(Values) <= traceArgumentsMax, "too many arguments for a trace message");
    constexpr std::size_t room = traceArgumentBytesMax - fixed;
-   std::size_t text = (std::size_t{0} + ... + textBytesOf(values));
-   std::size_t bytesMax = room;
+   std::size_t const text = (std::size_t{0} + ... + textBytesOf(values));
    if constexpr (strings != 0) {
       if (__builtin_expect(text > room, 0)) {
-         // Too much for one message: each string gets its share.
-         bytesMax = room / strings;
-         text = room;
+         traceWriteCut(file, msgId, room / strings, values...);
+         return;
       }
    }
    RingBuf buffer = RingBuf::startMsg(file, msgId, fixed + text);
-   (storePart(buffer, bytesMax, values), ...);
-   buffer.endMsg();
+   (storePart(buffer, values), ...);
+   buffer.endMsgKnown();
 }
 
 /// Passes on only what is not text, one part after the other.
