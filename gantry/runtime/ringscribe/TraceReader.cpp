@@ -177,7 +177,12 @@ bool TraceReader::tryRead(std::uint64_t window, Visitor const& visitor, std::siz
    std::uint64_t const last = header_.last;
    std::uint64_t const reserved = header_.reserved;
    std::uint64_t const ringBytes = header_.ringBytes;
-   if (last == 0 || (started_ && last < next_)) {
+   if (last == 0) {
+      // Seen from its very first message on.
+      started_ = true;
+      return true;
+   }
+   if (started_ && last < next_) {
       return true;
    }
    if (last % traceUnit != 0 || last < ringBytes || last > positionMax || reserved <= last ||

@@ -138,6 +138,7 @@ TEST_F(TraceRing, WhatRemainsIsWhatTheModelSays) {
       Model model(file->ringBytes());
       TraceFileSource const source(path());
       TraceReader follower(source, "follower");
+      EXPECT_EQ(follower.readNew([](TraceMessage const&) {}), 0u);
       std::vector<std::string> followed;
       for (unsigned round = 0; round < 300; ++round) {
          for (std::size_t count = random() % 40; count != 0; --count) {
@@ -178,6 +179,19 @@ TEST_F(TraceRing, LargestAndSmallestMessagesAtEveryOffset) {
       }
    }
    EXPECT_EQ(textsOf(path()), model.texts());
+}
+
+TEST_F(TraceRing, LossIsCountedFromAnEmptyFileOn) {
+   traceTo(traceFileBytesMin);
+   TraceFileSource const source(path());
+   TraceReader reader(source, "trace");
+   EXPECT_EQ(reader.readNew([](TraceMessage const&) {}), 0u);
+   for (std::uint32_t i = 0; i < 1000; ++i) {
+      TraceTest::traceNumbered(i);
+   }
+   std::size_t const seen = reader.readNew([](TraceMessage const&) {});
+   EXPECT_GT(reader.lost(), 0u);
+   EXPECT_EQ(seen + reader.lost(), 1000u);
 }
 
 TEST_F(TraceRing, TornMessageTakesWhatItMayHaveOverwritten) {

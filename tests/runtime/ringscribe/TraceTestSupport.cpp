@@ -96,6 +96,26 @@ void traceNumbered(std::uint32_t number) {
    RINGSCRIBE_TRACE("number ", number, " fill ", fillOf(number), " end ", number % 3 == 0);
 }
 
+void traceNumberedByHand(std::uint32_t number) {
+   using namespace RingScribe;
+   static std::uint32_t msgId = 0;
+   if (msgId == 0) {
+      MsgDesc description(theTraceFile, __FILE__, __LINE__);
+      msgId = description.msgId();
+      theTraceFile->msgIdArrIs(&msgId);
+      for (Letter letter : {Letter::word32, Letter::string, Letter::flag}) {
+         description.formatString().put(letter);
+      }
+      description << "number " << Varg() << " fill " << Varg() << " end " << Varg();
+      description.finish();
+   }
+   RingBuf buffer = RingBuf::startMsg(theTraceFile, msgId);
+   buffer.store(number);
+   put(buffer, fillOf(number));
+   buffer.store(number % 3 == 0);
+   buffer.endMsg();
+}
+
 std::uint32_t numberOf(std::string const& text) {
    std::uint32_t const number =
       static_cast<std::uint32_t>(std::strtoul(text.c_str() + std::strlen("number "), nullptr, 10));

@@ -58,6 +58,8 @@ class Child {
 
 /// A message whose text follows from its number, so that it can be checked alone.
 void traceNumbered(std::uint32_t number);
+/// The same message, written step by step.
+void traceNumberedByHand(std::uint32_t number);
 /// Checks such a text. Returns its number.
 std::uint32_t numberOf(std::string const& text);
 
