@@ -22,10 +22,18 @@
 
 namespace RingScribe {
 
-/// Specialised for each type that is an IPv4 address, with
-/// `static std::uint32_t networkOrder(T const&)`.
+/// Says which types are IPv4 addresses, with `static std::uint32_t networkOrder(T const&)`. Types
+/// with an operation `networkOrderValue()`, as the address of the framework has it, are; it is
+/// specialised for others.
 template <class T>
 struct Ipv4Trait;
+template <class T>
+requires requires(T const& value) {
+   { value.networkOrderValue() } -> std::same_as<std::uint32_t>;
+}
+struct Ipv4Trait<T> {
+   static std::uint32_t networkOrder(T const& value) { return value.networkOrderValue(); }
+};
 
 template <class T>
 concept Ipv4Address = requires(T const& value) {
