@@ -7,8 +7,10 @@
 #include <gantry/common/MountDesc.h>
 #include <gantry/common/MountState.h>
 #include <gantry/common/SystemId.h>
+#include <gantry/common/Values.fen.h>
 #include <gantry/runtime/Export.h>
 #include <gantry/runtime/cairn/Backend.h>
+#include <gantry/runtime/cairn/Cairn.fen.h>
 #include <gantry/runtime/cairn/EntityManager.h>
 #include <gantry/runtime/cairn/Mount.h>
 #include <gantry/runtime/cairn/MountGroup.h>
