@@ -105,11 +105,12 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
 
    /// Takes a reference. Called by the pointers only.
    void fenReferenceNew() const {
-      if (isUncounted(word())) {
+      std::uint32_t const now = word(); // once: the compiler does not merge two atomic loads
+      if (isUncounted(now)) {
          return;
       }
       if (singleThreaded()) {
-         word_.store(word() + 1, std::memory_order_relaxed);
+         word_.store(now + 1, std::memory_order_relaxed);
       } else {
          word_.fetch_add(1, std::memory_order_relaxed);
       }
@@ -117,12 +118,13 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
 
    /// Drops a reference, and with the last one usually the object. Called by the pointers only.
    void fenReferenceDel() const {
-      if (isUncounted(word())) {
+      std::uint32_t const now = word();
+      if (isUncounted(now)) {
          return;
       }
       std::uint32_t left;
       if (singleThreaded()) {
-         left = word() - 1;
+         left = now - 1;
          word_.store(left, std::memory_order_relaxed);
       } else {
          left = word_.fetch_sub(1, std::memory_order_acq_rel) - 1;
