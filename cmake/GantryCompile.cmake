@@ -25,6 +25,8 @@ if(NOT CMAKE_CXX_COMPILER_LAUNCHER)
    endif()
 endif()
 
+# Messages name files as the tree does, wherever it stands.
+add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 add_compile_options(-Wall -Wextra -Wshadow -Wconversion -fno-semantic-interposition)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
    # GCC 12 takes a literal joined to a string for an overlapping copy (its bug 105651).
