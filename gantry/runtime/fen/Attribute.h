@@ -91,6 +91,13 @@ void attrNotify(typename Attr::Owner& owner, typename Attr::Key const& key) {
                    [&kept](PtrInterface::NotifieeConst& notifiee) { Attr::tell(notifiee, kept); });
 }
 
+/// Holds the owner for the length of a change whose first steps may run handlers already, when a
+/// member is told of its parent or when the last reference to a former value goes.
+template <class Owner>
+Ptr<Owner> ownerHeld(Owner& owner) {
+   return Ptr<Owner>(&owner);
+}
+
 /// Setter of a scalar or a reference: an equal value changes nothing and tells nobody.
 template <class Attr>
 void scalarIs(typename Attr::Owner& owner, typename Attr::Value const& value) {
@@ -98,8 +105,14 @@ void scalarIs(typename Attr::Owner& owner, typename Attr::Value const& value) {
    if (field == value) {
       return;
    }
-   field = value;
-   attrNotify<Attr>(owner);
+   if constexpr (Attr::kind == AttrKind::reference) {
+      auto const held = ownerHeld(owner);
+      field = value;
+      attrNotify<Attr>(owner);
+   } else {
+      field = value;
+      attrNotify<Attr>(owner);
+   }
 }
 
 /// Throws the range exception for a null where the schema allows none.
@@ -130,19 +143,26 @@ void requireSameParameter(PtrInterface const& member, char const* parameter, Val
 
 // ---- one owned entity ------------------------------------------------------------------------
 
-/// Find-or-create of a single owned child: one with that name is returned as it is, without
-/// notification; another one gives way.
+/// Find-or-create of a single owned child: one with that name and equal constructor parameters is
+/// returned and nobody is told; different parameters throw NameInUseException and change nothing.
+/// One of another name gives way: it loses its parent, then the change is told once.
 template <class Attr, class... Parameters>
 Ptr<typename Attr::Member> childIs(typename Attr::Owner& owner, Name const& name,
                                    Parameters const&... parameters) {
+   auto const held = ownerHeld(owner);
    auto& field = Attr::field(owner);
    if (field && field->name() == name) {
-      return field;
-   }
-   if (field) {
-      field->parentIs(nullptr);
+      Ptr<typename Attr::Member> const found(field);
+      if constexpr (requires { found->fenParametersMatch(parameters...); }) {
+         found->fenParametersMatch(parameters...);
+      }
+      return found;
    }
    auto child = makePtr<typename Attr::Member>(name, parameters...);
+   // A handler of the one that goes may put another one in.
+   while (auto const former = std::exchange(field, nullptr)) {
+      former->parentIs(nullptr);
+   }
    field = child;
    child->parentAttrIdIs(Attr::id);
    child->parentIs(Ptr<Entity>(&owner));
@@ -177,7 +197,8 @@ void childOrphan(typename Attr::Owner& owner) {
 /// there is none.
 template <class Attr>
 Ptr<typename Attr::Member> childDel(typename Attr::Owner& owner) {
-   Ptr<typename Attr::Member> child = std::move(Attr::field(owner));
+   auto const held = ownerHeld(owner);
+   Ptr<typename Attr::Member> child = std::exchange(Attr::field(owner), nullptr);
    if (child) {
       child->parentIs(nullptr);
       attrNotify<Attr>(owner);
@@ -210,15 +231,19 @@ Ptr<typename Attr::Member> newValueMember(typename Attr::Owner& owner,
 template <class Attr>
 void valueMemberIs(typename Attr::Owner& owner, typename Attr::Key const& key,
                    typename Attr::Member::Value const& value) {
-   if (auto* member = Attr::field(owner).find(key)) {
+   auto const held = ownerHeld(owner);
+   if (Ptr<typename Attr::Member> const member = Attr::field(owner).find(key)) {
       if (member->value() == value) {
          return;
       }
+      // The key may live in what the former value was the last to hold.
+      typename Attr::Key const kept(key);
       member->fenValueIs(value);
+      attrNotify<Attr>(owner, kept);
    } else {
       newValueMember<Attr>(owner, key, value);
+      attrNotify<Attr>(owner, key);
    }
-   attrNotify<Attr>(owner, key);
 }
 
 /// Removes the value at a key and tells; null without notification when there is none.
@@ -240,6 +265,7 @@ void referenceMemberIs(typename Attr::Owner& owner, typename Attr::Key const& ke
 template <class Attr>
 Ptr<typename Attr::Member> valueMemberDel(typename Attr::Owner& owner,
                                           typename Attr::Key const& key) {
+   auto const held = ownerHeld(owner);
    typename Attr::Key const kept(key);
    Ptr<typename Attr::Member> member = Attr::field(owner).memberDel(kept);
    if (member) {
@@ -266,6 +292,7 @@ Ptr<typename Attr::Member> newOwnedMember(typename Attr::Owner& owner,
 template <class Attr, class Create, class... Parameters>
 Ptr<typename Attr::Member> ownedMemberIs(typename Attr::Owner& owner, typename Attr::Key const& key,
                                          Create const& create, Parameters const&... parameters) {
+   auto const held = ownerHeld(owner);
    if (auto* existing = Attr::field(owner).find(key)) {
       Ptr<typename Attr::Member> const found(existing);
       found->fenParametersMatch(parameters...);
@@ -279,6 +306,7 @@ Ptr<typename Attr::Member> ownedMemberIs(typename Attr::Owner& owner, typename A
 template <class Attr>
 Ptr<typename Attr::Member> ownedMemberDel(typename Attr::Owner& owner,
                                           typename Attr::Key const& key) {
+   auto const held = ownerHeld(owner);
    typename Attr::Key const kept(key);
    Ptr<typename Attr::Member> member = Attr::field(owner).memberDel(kept);
    if (member) {
@@ -293,6 +321,7 @@ Ptr<typename Attr::Member> ownedMemberDel(typename Attr::Owner& owner,
 template <class Attr>
 void ownedMemberNotify(typename Attr::Owner& owner, typename Attr::Key const& key,
                        Ptr<typename Attr::Member> const& member) {
+   auto const held = ownerHeld(owner);
    typename Attr::Key const kept(key);
    if (member) {
       bool const present = Attr::field(owner).find(kept) == member.ptr();
@@ -307,8 +336,7 @@ void ownedMembersOrphan(typename Attr::Owner& owner) {
    Attr::field(owner).forEachMember([](typename Attr::Member* member) { member->fenParentGone(); });
 }
 
-// ---- descriptions
-// --------------------------------------------------------------------------------
+// ---- descriptions ------------------------------------------------------------------------------
 
 struct AttrWire;
 

@@ -98,6 +98,8 @@ Ptr<Entity> Dir::entityPtrIs(Ptr<Entity> const& entity) {
    if (entity->parent()) {
       throwRangeException(valueToStrep(entity->fullName()) + " has a parent already");
    }
+   // Whoever is told of the parent may drop this directory already.
+   Ptr<Dir> const self(this);
    members_.newMember(entity);
    entity->parentAttrIdIs(entityPtrAttributeId);
    entity->parentIs(Ptr<Entity>(this));
@@ -106,9 +108,14 @@ Ptr<Entity> Dir::entityPtrIs(Ptr<Entity> const& entity) {
 }
 
 Ptr<Entity> Dir::entityPtrDel(Name name) {
+   Ptr<Dir> const self(this);
    Ptr<Entity> member = members_.memberDel(name);
    if (member) {
-      entries_.memberDel(name);
+      // A place that somebody still holds stays, empty, and goes on knowing its directory.
+      if (Entry const* const place = entries_.find(name);
+          place != nullptr && place->fenReferenceCount() == 1) {
+         entries_.memberDel(name);
+      }
       member->parentIs(nullptr);
       attrNotify<EntityPtrAttr>(*this, name);
    }
@@ -126,6 +133,7 @@ void Dir::entityPtrDelAll() {
 }
 
 void Dir::entityPtrNotify(Name name, Ptr<Entity> const& member) {
+   Ptr<Dir> const self(this);
    if (member) {
       bool const present = members_.find(name) == member.ptr();
       member->parentIs(present ? Ptr<Entity>(this) : Ptr<Entity>());

@@ -189,7 +189,10 @@ void entityDel(EntityUriPath const& path) {
    if (auto* const directory = dynamic_cast<Dir*>(entity.ptr())) {
       emptyDirectory(*directory);
    }
-   holder->entityPtrDel(entity->name());
+   // A handler may have taken it out already, and may have given its name to another one.
+   if (holder->entityPtr(entity->name()) == entity) {
+      holder->entityPtrDel(entity->name());
+   }
 }
 
 } // namespace Fen

@@ -148,7 +148,15 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
    static constexpr bool isUncounted(std::uint32_t word) {
       return (word >> 24) == uncountedTopByte;
    }
+   // Where a pointer is tested for null after it was followed, g++ 12 sees a load from null here.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wstringop-overflow"
+#endif
    std::uint32_t word() const { return word_.load(std::memory_order_relaxed); }
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
    void markIs(std::uint32_t bit, bool value);
    void fenHandleZeroReferences() const;
 

@@ -12,6 +12,8 @@
 namespace Fen {
 
 GANTRY_EXPORT String8 valueToStrep(String8 const& text);
+/// Literals are texts too; without this one they would be taken for booleans.
+inline String8 valueToStrep(char const* text) { return valueToStrep(String8(text)); }
 GANTRY_EXPORT String8 valueToStrep(bool value);
 GANTRY_EXPORT String8 valueToStrep(double value);
 GANTRY_EXPORT String8 signedToStrep(std::int64_t value);

@@ -132,7 +132,7 @@ class GANTRY_EXPORT String8 : public StringN<unsigned char> {
       return static_cast<StringN const&>(left) == static_cast<StringN const&>(right);
    }
    friend bool operator==(String8 const& left, char const* right) {
-      return left.view() == std::string_view(right);
+      return left.view() == (right != nullptr ? std::string_view(right) : std::string_view());
    }
    friend bool operator==(String8 const& left, std::string_view right) {
       return left.view() == right;
