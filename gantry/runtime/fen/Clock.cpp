@@ -8,7 +8,15 @@
 namespace Fen {
 
 Clock::Clock() = default;
-Clock::~Clock() = default;
+
+Clock::~Clock() {
+   // Only weak reactors can wait here still: the others would have kept this clock alive.
+   while (!heap_.empty()) {
+      Notifiee* const reactor = heap_.front();
+      disarm(reactor);
+      reactor->fenNotifierGone();
+   }
+}
 
 Clock::NotifieeConst::NotifieeConst() = default;
 Clock::NotifieeConst::~NotifieeConst() = default;

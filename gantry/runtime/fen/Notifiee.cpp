@@ -2,6 +2,8 @@
 #include <gantry/runtime/fen/Counters.h>
 #include <gantry/runtime/fen/Notifiee.h>
 
+#include <utility>
+
 namespace Fen {
 
 PtrInterface::NotifieeConst::NotifieeConst(Kind kind) : isGenericNotifiee_(kind == Kind::generic) {
@@ -43,10 +45,28 @@ void PtrInterface::NotifieeConst::isRegisteredNotifieeIs(bool registered) const 
    auto* self = const_cast<NotifieeConst*>(this);
    isRegisteredNotifiee_ = registered;
    if (registered) {
+      weakUnregisteredIs(false);
       self->fenJoin();
    } else {
       self->fenLeave();
+      weakUnregisteredIs(true);
    }
+}
+
+void PtrInterface::NotifieeConst::weakUnregisteredIs(bool listed) const {
+   if (!isWeakReference_ || notifier_ == nullptr) {
+      return;
+   }
+   auto* const self = const_cast<NotifieeConst*>(this);
+   NotifieeConst** place = &notifier_->weakUnregistered_;
+   if (listed) {
+      self->next_ = std::exchange(*place, self);
+      return;
+   }
+   while (*place != self) {
+      place = &(*place)->next_;
+   }
+   *place = std::exchange(self->next_, nullptr);
 }
 
 void PtrInterface::NotifieeConst::fenJoin() { notifier_->notifiees_.newMember(this); }
@@ -56,7 +76,10 @@ void PtrInterface::NotifieeConst::fen_bitSetIs(Fen_BitSet bits) { bits_ = bits; 
 String8 PtrInterface::NotifieeConst::name() const { return String8(); }
 
 void PtrInterface::NotifieeConst::notifierIs(Ptr<PtrInterface const> const& notifier) {
-   fenNotifierStore(dynamic_cast<Notifier const*>(notifier.ptr()));
+   auto const* const next = dynamic_cast<Notifier const*>(notifier.ptr());
+   if (next != notifier_) {
+      fenNotifierStore(next);
+   }
 }
 
 void PtrInterface::NotifieeConst::handleNotification(ActivityConfig*) {}
@@ -93,7 +116,13 @@ void PtrInterface::NotifieeConst::fenDoZombieReactors(bool zombie) {
    fenMarkedForDeletionIs(zombie);
 }
 
-void PtrInterface::NotifieeConst::doNotification(AttributeId id, void const*) { onAttribute(id); }
+void PtrInterface::NotifieeConst::doNotification(AttributeId id, void const*) {
+   if (id == zeroReferencesAttributeId) {
+      onZeroReferences();
+   } else {
+      onAttribute(id);
+   }
+}
 
 Ptr<PtrInterface const> PtrInterface::NotifieeConst::notifier() const {
    return Ptr<PtrInterface const>(notifier_);
@@ -103,14 +132,22 @@ void PtrInterface::NotifieeConst::isWeakReferenceIs(bool weak) {
    if (weak == isWeakReference_) {
       return;
    }
-   isWeakReference_ = weak;
-   if (notifier_ == nullptr) {
+   if (!weak) {
+      if (!isRegisteredNotifiee_) {
+         weakUnregisteredIs(false);
+      }
+      isWeakReference_ = false;
+      if (notifier_ != nullptr) {
+         notifier_->fenReferenceNew();
+      }
       return;
    }
-   if (weak) {
+   isWeakReference_ = true;
+   if (!isRegisteredNotifiee_) {
+      weakUnregisteredIs(true);
+   }
+   if (notifier_ != nullptr) {
       notifier_->fenReferenceDel();
-   } else {
-      notifier_->fenReferenceNew();
    }
 }
 
@@ -118,15 +155,23 @@ void PtrInterface::NotifieeConst::fenNotifierStore(Notifier const* notifier) {
    if (isRegisteredNotifiee_) {
       isRegisteredNotifiee_ = false;
       fenLeave();
+   } else {
+      weakUnregisteredIs(false);
    }
    Notifier const* const old = notifier_;
    if (notifier != nullptr && !isWeakReference_) {
       notifier->fenReferenceNew();
    }
    notifier_ = notifier;
+   weakUnregisteredIs(true);
    if (old != nullptr && !isWeakReference_) {
       old->fenReferenceDel();
    }
+}
+
+void PtrInterface::NotifieeConst::fenNotifierGone() {
+   isRegisteredNotifiee_ = false;
+   notifier_ = nullptr;
 }
 
 Notifier::Notifier() = default;
@@ -135,8 +180,11 @@ Notifier::~Notifier() {
    // Only weak reactors can be here still: the others would have kept this object alive.
    while (auto* each = notifiees_.head()) {
       notifiees_.memberDel(each);
-      each->isRegisteredNotifiee_ = false;
-      each->notifier_ = nullptr;
+      each->fenNotifierGone();
+   }
+   while (auto* const each = weakUnregistered_) {
+      weakUnregistered_ = std::exchange(each->next_, nullptr);
+      each->fenNotifierGone();
    }
 }
 

@@ -67,12 +67,12 @@ class GANTRY_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    bool isRegisteredNotifiee() const { return isRegisteredNotifiee_; }
    bool isWeakReference() const { return isWeakReference_; }
    /// A weak reactor's reference does not count: it does not keep its notifier alive, and it loses
-   /// its notifier when that goes.
+   /// its notifier when that goes, registered or not.
    void isWeakReferenceIs(bool weak);
    bool isGenericNotifiee() const { return isGenericNotifiee_; }
    Fen_BitSet fen_bitSet() const { return bits_; }
 
-   /// Link of the notifier's list; only that list touches it.
+   /// Link of the list that the notifier keeps this reactor in; only that list touches it.
    NotifieeConst* fwkLrNext() const { return next_; }
    void fwkLrNextIs(NotifieeConst* next) { next_ = next; }
 
@@ -87,6 +87,8 @@ class GANTRY_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    Notifier const* fenNotifier() const { return notifier_; }
    /// Stores the notifier with its count, leaving a list that the reactor may be on.
    void fenNotifierStore(Notifier const* notifier);
+   /// Forgets the notifier, which is going.
+   void fenNotifierGone();
    /// Joining and leaving as such: the notifier's list, unless a notifier of another kind keeps its
    /// notifiees otherwise. A class that overrides these unregisters in its own destructor.
    virtual void fenJoin();
@@ -96,6 +98,8 @@ class GANTRY_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
 
  private:
    friend class Notifier;
+
+   void weakUnregisteredIs(bool listed) const;
 
    Notifier const* notifier_ = nullptr;
    bool isWeakReference_ = false;
@@ -145,6 +149,9 @@ class GANTRY_EXPORT Notifier : public PtrInterface {
    [[gnu::noinline]] void notify(AttributeId id, void const* key, Typed const& typed) const;
 
    mutable Notifiees notifiees_;
+   /// Weak reactors that are not registered, linked as in a list: they too must learn that this
+   /// object goes.
+   mutable PtrInterface::NotifieeConst* weakUnregistered_ = nullptr;
 };
 
 /// Tells a reactor of an exception that left its handler; what leaves that in turn ends here, since

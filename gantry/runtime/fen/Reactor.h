@@ -105,11 +105,14 @@ void nestedMembersZombieIs(bool zombie, HashMap<Member, Key>& members) {
 }
 
 /// The birth of a machine: handleInitialized() and then the opening of its reactors. The pointer is
-/// returned for the factory to return.
+/// returned for the factory to return. A nested machine that its owner has dropped at birth stays
+/// closed: opening it would put a zombie's reactors back on the lists.
 template <class Machine>
 Ptr<Machine> machineBorn(Ptr<Machine> machine) {
    machine->handleInitialized();
-   machine->hasNotificationActiveIs(true);
+   if (!machine->fenMarkedForDeletion()) {
+      machine->hasNotificationActiveIs(true);
+   }
    return ValidPtr<Machine>(std::move(machine));
 }
 

@@ -17,7 +17,7 @@ constexpr int turnsWithoutQuiet = 100000;
 
 String8 typeNameOf(Clock::Notifiee const* reactor) {
    if (reactor == nullptr) {
-      return "none, a file descriptor stays ready";
+      return "none: a file descriptor stays ready, or work comes back at each turn's end";
    }
    int status = 0;
    std::unique_ptr<char, decltype(&std::free)> const readable(
@@ -36,12 +36,14 @@ VirtualTime::VirtualTime(double start) : time_(start) {
 
 VirtualTime::~VirtualTime() { current_ = nullptr; }
 
-void VirtualTime::runUntilQuiet(int& turnsLeft) {
-   while (ActivityLoop::instance().runOnce(0.0)) {
-      if (--turnsLeft <= 0) {
-         throwRangeException(
-            format("no quiet after %d turns, busy clock reactor: %s", turnsWithoutQuiet,
-                   typeNameOf(ActivityLoop::instance().clock()->nextNotifiee()).charPtr()));
+void VirtualTime::runUntilQuiet() {
+   for (int turns = 1; ActivityLoop::instance().runOnce(0.0); ++turns) {
+      if (turns == turnsWithoutQuiet) {
+         Clock const& clock = *ActivityLoop::instance().clock();
+         // A reactor that waits for a later time is not the busy one.
+         auto const* const busy = clock.nextTime() <= time_ ? clock.nextNotifiee() : nullptr;
+         throwRangeException(format("no quiet after %d turns, busy clock reactor: %s",
+                                    turnsWithoutQuiet, typeNameOf(busy).charPtr()));
       }
    }
 }
@@ -49,11 +51,10 @@ void VirtualTime::runUntilQuiet(int& turnsLeft) {
 void VirtualTime::advance(double seconds) {
    double const end = time_ + seconds;
    Ptr<Clock> const clock = ActivityLoop::instance().clock();
-   int turnsLeft = turnsWithoutQuiet;
-   runUntilQuiet(turnsLeft);
+   runUntilQuiet();
    while (clock->nextTime() <= end) {
       time_ = std::max(time_, clock->nextTime());
-      runUntilQuiet(turnsLeft);
+      runUntilQuiet();
    }
    time_ = end;
 }

@@ -16,7 +16,7 @@ class GANTRY_EXPORT VirtualTime {
 
    /// Moves time on by `seconds`. Every clock reactor that is due on the way fires with time
    /// standing at its own deadline, in order of time; turns of the loop run until nothing happens
-   /// any more. After 100,000 turns without quiet it throws a range exception that names the busy
+   /// any more. After 100,000 turns at one time it throws a range exception that names the busy
    /// reactor.
    void advance(double seconds);
 
@@ -25,7 +25,7 @@ class GANTRY_EXPORT VirtualTime {
    static VirtualTime const* current() { return current_; }
 
  private:
-   void runUntilQuiet(int& turnsLeft);
+   void runUntilQuiet();
 
    static VirtualTime* current_;
    double time_;

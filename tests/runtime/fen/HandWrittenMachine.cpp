@@ -82,8 +82,10 @@ void ChassisSm::FenChassis::onPort(Fen::Name key) {
    fenRun([&key](ChassisSm& machine) { machine.handlePort(key); });
 }
 void ChassisSm::FenChassis::fenHandleAll() {
+   // Each handler may move this reactor to another notifier, or to none.
+   Fen::Ptr<Chassis> const watched = notifier();
    onUp();
-   for (Chassis::PortIteratorConst i = notifier()->portIteratorConst(); i; ++i) {
+   for (Chassis::PortIteratorConst i(*watched); i && fenNotifier() == watched.ptr(); ++i) {
       onPort(i.key());
    }
 }
