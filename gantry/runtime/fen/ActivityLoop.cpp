@@ -13,6 +13,7 @@
 #include <sys/epoll.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Fen {
 
@@ -38,9 +39,20 @@ void FileDescriptor::interestIs(bool readable, bool writable) {
    if (readable == readableWanted_ && writable == writableWanted_) {
       return;
    }
-   readableWanted_ = readable;
-   writableWanted_ = writable;
-   ActivityLoop::instance().poll(this);
+   bool const readableBefore = std::exchange(readableWanted_, readable);
+   bool const writableBefore = std::exchange(writableWanted_, writable);
+   try {
+      ActivityLoop::instance().poll(this);
+   } catch (...) {
+      readableWanted_ = readableBefore;
+      writableWanted_ = writableBefore;
+      throw;
+   }
+}
+
+std::uint32_t FileDescriptor::events() const {
+   return (readableWanted_ ? static_cast<std::uint32_t>(EPOLLIN) : 0u) |
+          (writableWanted_ ? static_cast<std::uint32_t>(EPOLLOUT) : 0u);
 }
 
 FileDescriptor::Notifiee::Notifiee() = default;
@@ -64,6 +76,8 @@ class Signal::Reader : public FileDescriptor::Notifiee {
    }
 
    void onReadable() override {
+      // A handler may drop the signal, and with it the descriptor that this loop reads.
+      Ptr<Signal> const running(signal_);
       signalfd_siginfo arrived;
       while (::read(notifier()->descriptor(), &arrived, sizeof arrived) == sizeof arrived) {
          signal_->fenNotify(firstOwnAttributeId, nullptr, [](PtrInterface::NotifieeConst& each) {
@@ -79,7 +93,9 @@ class Signal::Reader : public FileDescriptor::Notifiee {
 Signal::Signal(int number) : number_(number) {
    sigset_t set;
    sigemptyset(&set);
-   if (sigaddset(&set, number) != 0 || sigprocmask(SIG_BLOCK, &set, nullptr) != 0 ||
+   // The system would take these two without a word, and never deliver them.
+   if (number == SIGKILL || number == SIGSTOP || sigaddset(&set, number) != 0 ||
+       sigprocmask(SIG_BLOCK, &set, nullptr) != 0 ||
        (descriptor_ = signalfd(-1, &set, SFD_NONBLOCK | SFD_CLOEXEC)) < 0) {
       throwRangeException(format("signal %d cannot be taken over", number));
    }
@@ -148,6 +164,7 @@ void ActivityLoop::watch(FileDescriptor* watched) {
 void ActivityLoop::unwatch(FileDescriptor* watched) {
    if (watched->polled_) {
       ::epoll_ctl(epoll_, EPOLL_CTL_DEL, watched->descriptor_, nullptr);
+      polled_[static_cast<std::size_t>(watched->descriptor_)] = nullptr;
    }
    Slot& slot = slots_[watched->slot_];
    slot.watched = nullptr;
@@ -157,8 +174,7 @@ void ActivityLoop::unwatch(FileDescriptor* watched) {
 
 void ActivityLoop::poll(FileDescriptor* watched) {
    epoll_event event{};
-   event.events = (watched->readableWanted_ ? static_cast<std::uint32_t>(EPOLLIN) : 0u) |
-                  (watched->writableWanted_ ? static_cast<std::uint32_t>(EPOLLOUT) : 0u);
+   event.events = watched->events();
    event.data.u64 =
       (static_cast<std::uint64_t>(slots_[watched->slot_].generation) << 32) | watched->slot_;
    bool const wanted = event.events != 0;
@@ -170,23 +186,37 @@ void ActivityLoop::poll(FileDescriptor* watched) {
       throwRangeException(format("file descriptor %d cannot be watched", watched->descriptor_));
    }
    watched->polled_ = wanted;
+   auto const number = static_cast<std::size_t>(watched->descriptor_);
+   if (number >= polled_.size()) {
+      polled_.resize(number + 1);
+   }
+   // The number was taken over: its former file was closed while a handler still held its watcher,
+   // which must not take the new one out of epoll when it goes.
+   if (FileDescriptor* const former = polled_[number]; former != nullptr && former != watched) {
+      former->polled_ = false;
+   }
+   polled_[number] = wanted ? watched : nullptr;
 }
 
 bool ActivityLoop::runTurnEnd() {
-   if (turnEnd_.empty()) {
-      return false;
-   }
+   bool ran = false;
    turnEndRunning_.swap(turnEnd_);
    for (std::size_t i = 0; i < turnEndRunning_.size(); ++i) {
       TurnEndWork* const work = turnEndRunning_[i];
       if (work != nullptr) {
          turnEndRunning_[i] = nullptr;
          work->slot_ = TurnEndWork::notPending;
-         work->handleTurnEnd();
+         ran = true;
+         try {
+            work->handleTurnEnd();
+         } catch (...) {
+            static Counter& lost = Counters::counter("loop.exceptions_from_turn_end_work");
+            lost.increment();
+         }
       }
    }
    turnEndRunning_.clear();
-   return true;
+   return ran;
 }
 
 int ActivityLoop::wait(double waitSeconds, void* events, int capacity) {
@@ -235,12 +265,14 @@ bool ActivityLoop::runReady(double waitSeconds) {
 bool ActivityLoop::runOnce(double maxWaitSeconds) {
    FEN_ASSERT(!inTurn_, "a handler does not run the loop");
    inTurn_ = true;
-   bool ran = runTurnEnd();
    double waitSeconds = std::min(maxWaitSeconds, clock_->nextTime() - now());
-   if (ran || VirtualTime::current() != nullptr) {
+   // Work that is pending already, from outside a turn or from the end of the last one, is done at
+   // the end of this one and does not wait for anything.
+   if (VirtualTime::current() != nullptr ||
+       std::any_of(turnEnd_.begin(), turnEnd_.end(), [](auto* work) { return work != nullptr; })) {
       waitSeconds = 0.0;
    }
-   ran = runReady(waitSeconds) || ran;
+   bool ran = runReady(waitSeconds);
    ran = runTurnEnd() || ran;
    inTurn_ = false;
    return ran;

@@ -11,8 +11,9 @@
 namespace Fen {
 
 /// A file descriptor that the loop watches. It does not own the descriptor; whoever closes that
-/// drops this object first. Readiness is by level: as long as there is something to read, each turn
-/// says so.
+/// drops this object first. A handler that runs keeps this object for a while longer, which does no
+/// harm: when the number comes back for another file, this object has nothing to do with it.
+/// Readiness is by level: as long as there is something to read, each turn says so.
 class GANTRY_EXPORT FileDescriptor : public Notifier {
  public:
    class Notifiee;
@@ -31,6 +32,7 @@ class GANTRY_EXPORT FileDescriptor : public Notifier {
  private:
    friend class ActivityLoop;
    void interestIs(bool readable, bool writable);
+   std::uint32_t events() const;
 
    int const descriptor_;
    std::uint32_t slot_ = 0;
@@ -124,7 +126,8 @@ class GANTRY_EXPORT ActivityLoop {
    bool runOnce(double maxWaitSeconds);
    /// Runs turns until stop() is called.
    void run();
-   /// Makes run() return after the current turn. May be called from handlers.
+   /// Makes run() return after the current turn, which a handler is part of; called outside run()
+   /// it has no effect.
    void stop() { stopped_ = true; }
 
    Ptr<Clock> const& clock() const { return clock_; }
@@ -155,6 +158,8 @@ class GANTRY_EXPORT ActivityLoop {
    bool inTurn_ = false;
    std::vector<Slot> slots_;
    std::vector<std::uint32_t> freeSlots_;
+   /// Who watches the descriptor of that number, for those that are polled.
+   std::vector<FileDescriptor*> polled_;
    std::vector<TurnEndWork*> turnEnd_;
    std::vector<TurnEndWork*> turnEndRunning_;
 };

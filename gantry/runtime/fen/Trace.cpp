@@ -43,8 +43,8 @@ int levelAt(std::string_view setting, std::size_t& at) {
 /// Reads one "NAME/LEVEL" or "NAME/LOW-HIGH" at `at`.
 void readOne(std::string_view setting, std::size_t& at,
              std::map<std::string, std::uint32_t, std::less<>>& levels) {
-   std::size_t const slash = setting.find('/', at);
-   if (slash == std::string_view::npos || slash == at) {
+   std::size_t const slash = setting.find_first_of("/,", at);
+   if (slash == std::string_view::npos || slash == at || setting[slash] == ',') {
       settingMistake(setting, at, "expected a handle's name and a slash");
    }
    std::string const name(setting.substr(at, slash - at));
@@ -82,8 +82,14 @@ void traceSettingIs(char const* setting) {
    std::size_t at = 0;
    while (at < text.size()) {
       readOne(text, at, levels);
-      if (at < text.size() && text[at++] != ',') {
-         settingMistake(text, at - 1, "expected a comma");
+      if (at == text.size()) {
+         break;
+      }
+      if (text[at] != ',') {
+         settingMistake(text, at, "expected a comma");
+      }
+      if (++at == text.size()) {
+         settingMistake(text, at, "expected a handle's name and a slash");
       }
    }
    handles().levels = std::move(levels);
