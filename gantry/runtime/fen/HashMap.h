@@ -340,21 +340,27 @@ class HashMap<T, K>::IteratorConst {
       if (current_ == nullptr) {
          return;
       }
-      PtrInterface* next;
       if (__builtin_expect(version_ != map_->version(), 0)) {
          Seat const seat = map_->seatBehind(*current_);
-         next = seat.member;
          bucket_ = seat.bucket;
          version_ = map_->version();
-      } else {
-         next = current_->fwkHmLink().fwkHmNext();
+         // The next member is held before the former one is dropped, which may end that one's life
+         // and run its destructor.
+         Ptr<T>(seat.member).swap(current_);
+         return;
+      }
+      PtrInterface* next = current_->fwkHmLink().fwkHmNext();
+      if (next == nullptr) {
+         next = map_->findNextBucketG(&bucket_);
          if (next == nullptr) {
-            next = map_->findNextBucketG(&bucket_);
+            current_ = nullptr;
+            return;
          }
       }
-      // The next member is held before the former one is dropped, which may end that one's life
-      // and run its destructor.
-      Ptr<T>(static_cast<T*>(next)).swap(current_);
+      // With the map unchanged the former member is still in it, and held by it.
+      current_->fenReferenceMove(next);
+      current_.release();
+      current_ = Ptr<T>::adopt(static_cast<T*>(next));
    }
    IteratorConst& operator++() {
       advance();

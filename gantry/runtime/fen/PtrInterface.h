@@ -134,6 +134,23 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
       }
    }
 
+   /// Moves a pointer's reference from this object to `other`, where somebody else is known to hold
+   /// this object too, so that nothing can end here: the step of a walk from a member of a
+   /// collection to the next.
+   void fenReferenceMove(PtrInterface const* other) const {
+      if (singleThreaded()) {
+         if (std::uint32_t const taken = other->word(); !isUncounted(taken)) {
+            other->word_.store(taken + 1, std::memory_order_relaxed);
+         }
+         if (std::uint32_t const left = word(); !isUncounted(left)) {
+            word_.store(left - 1, std::memory_order_relaxed);
+         }
+      } else {
+         other->fenReferenceNew();
+         fenReferenceDel();
+      }
+   }
+
    static constexpr std::uint32_t countMask = 0x1fffffff;
    static constexpr std::uint32_t notificationActiveBit = 1u << 29;
    static constexpr std::uint32_t markedForDeletionBit = 1u << 31;
