@@ -139,6 +139,9 @@ void Resolver::checkNames(Type const& type) {
       if (nested->kind == TypeKind::reactor) {
          continue; // named by its attribute
       }
+      if (nested->kind == TypeKind::machine && type.kind != TypeKind::machine) {
+         diagnostics_.error(nested->at, "bad nesting: a machine is declared inside a machine only");
+      }
       take(nested->name, "the type '" + nested->name + "'", nested->at);
       for (Enumerator const& enumerator : nested->enumerators) {
          take(enumerator.name, "the enumerator '" + enumerator.name + "'", nested->at);
@@ -167,10 +170,14 @@ void Resolver::checkOwnership(Type const& type) {
                             "'" + member.cppName + "' is local: only a local entity can own it");
       }
       bool const single = attribute->kind != AttributeKind::ownedCollection;
+      bool const isNamed = !member.parameters.empty() && member.parameters[0]->isKey;
+      bool const travels = crossesLog || attribute->kind == AttributeKind::recordCollection;
       if (type.kind == TypeKind::entity && isEntity && single &&
-          (member.parameters.size() != 1 || !member.parameters[0]->isKey)) {
-         diagnostics_.error(attribute->syntax->type.at,
-                            "a single owned child of an entity has its name as its only parameter");
+          (!isNamed || (travels && member.parameters.size() != 1))) {
+         diagnostics_.error(
+            attribute->syntax->type.at,
+            "a single owned child of an entity has its name as its first parameter, "
+            "and as its only one when it travels");
       }
    }
 }

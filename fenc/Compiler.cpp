@@ -117,13 +117,6 @@ CompileResult compile(std::vector<std::string> const& importNames, Source& sourc
    // Names cannot be judged when types are missing: the errors would be about the wrong thing.
    if (!loader.isDamaged()) {
       Resolver(model, diagnostics).run();
-      for (Module const* module : wanted) {
-         for (auto const& type : module->types) {
-            if (!diagnostics.any() && type->kind == TypeKind::machine && !type->isExtern) {
-               diagnostics.error(type->at, "this version of fenc compiles no machines");
-            }
-         }
-      }
    }
    result.ok = !diagnostics.any();
    result.errors = diagnostics.text();

@@ -11,6 +11,10 @@ std::string scopedName(Type const& type) {
    return type.outer != nullptr ? scopedName(*type.outer) + "::" + type.name : type.name;
 }
 
+std::string flatName(Type const& type) {
+   return type.outer != nullptr ? flatName(*type.outer) + "_" + type.name : type.name;
+}
+
 bool isCompleteBefore(Type const& type, Type const& user) {
    if (type.isForward) {
       return false;
@@ -119,7 +123,9 @@ std::string createArguments(Attribute const& holder) {
 std::vector<Attribute const*> comparedParameters(Type const& type) {
    std::vector<Attribute const*> result;
    for (Attribute const* parameter : type.parameters) {
-      if (!parameter->isKey && parameter->kind != AttributeKind::back) {
+      // An entity is found by its name; a machine with a name is compared like any other.
+      bool const isFound = parameter->isKey && type.kind == TypeKind::entity;
+      if (!isFound && parameter->kind != AttributeKind::back) {
          result.push_back(parameter);
       }
    }
@@ -148,7 +154,8 @@ std::string keyExpression(Attribute const& holder) {
 void emitMemberKey(EmitText& out, Attribute const& holder, bool defines) {
    Type const& member = *holder.type;
    Attribute const* const first = holder.keyPath.steps.front();
-   bool const isName = member.kind == TypeKind::entity && holder.keyPath.steps.size() == 1 &&
+   bool const isEntity = member.kind == TypeKind::entity || member.base != nullptr;
+   bool const isName = isEntity && holder.keyPath.steps.size() == 1 &&
                        (first == nullptr || first->isKey) && holder.keyType->name == "Name";
    if (isName) {
       return; // an entity's own name is read where it is stored
@@ -287,8 +294,7 @@ std::string description(Type const& type, Attribute const& attribute) {
 void emitTables(EmitText& out, Type const& type) {
    bool const isEntity = type.kind == TypeKind::entity || type.base != nullptr;
    std::string const name = scopedName(type);
-   std::string flat = "fen" + name;
-   flat.erase(std::remove(flat.begin(), flat.end(), ':'), flat.end());
+   std::string const flat = "fen" + flatName(type);
    std::string attributes = "{}", parameters = "{}";
    out.gap();
    out.line("namespace {");

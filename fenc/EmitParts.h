@@ -40,6 +40,8 @@ void emitOperations(EmitText& out, Type const& type);
 void emitTables(EmitText& out, Type const& type);
 /// The name of a class inside its namespace, such as "MountSm::UnmounterSm".
 std::string scopedName(Type const& type);
+/// The same as one word, such as "MountSm_UnmounterSm".
+std::string flatName(Type const& type);
 /// Whether a class is complete wherever `user` is defined.
 bool isCompleteBefore(Type const& type, Type const& user);
 
@@ -47,9 +49,41 @@ bool isCompleteBefore(Type const& type, Type const& user);
 /// `defines` the definition.
 void emitMemberKey(EmitText& out, Attribute const& holder, bool defines);
 
-// Machines (EmitMachine.cpp, EmitMachineSource.cpp).
+// Machines and their reactors (EmitMachine.cpp, EmitMachineSource.cpp, EmitReactorSource.cpp).
+
+/// What one notification does in a reactor.
+struct Slot {
+   Attribute const* event = nullptr;
+   Reaction const* plain = nullptr;
+   Reaction const* immediate = nullptr;
+   std::vector<Attribute const*> followers; ///< reactors that it moves along
+};
+std::vector<Slot> slotsOf(Type const& reactor);
+/// The class that a nested reactor derives from.
+std::string reactorBase(Type const& type);
+/// A counted pointer to what a reactor watches.
+std::string watchedPointer(Type const& type);
+/// The accessor of a reactor that gives what it watches.
+std::string watchedName(Type const& type);
+/// Whether a machine or reactor holds reactors or machines of its own.
+bool holdsNested(Type const& type);
+bool isNested(Attribute const& attribute);
+/// The class of an owned member, or of a reactor.
+std::string memberClass(Attribute const& attribute);
+
+/// The class alone; the classes nested in it are forward declared there.
 void emitMachine(EmitText& out, Type const& type);
+void emitNestedClasses(EmitText& out, Type const& type);
+/// The bodies of a machine and of all that is nested in it.
 void emitMachineSource(EmitText& out, Type const& type);
+void emitReactorSource(EmitText& out, Type const& type);
+/// The bodies of the accessors of a machine or reactor, and the passing on of what concerns all
+/// that it holds.
+void emitHolderSource(EmitText& out, Type const& type);
+/// Calls a handler from inside a method of `type`. `access` names the object that is `reached`
+/// classes outward already, with its arrow.
+void emitHandlerCall(EmitText& out, Type const& type, Handler const& handler,
+                     std::string const& argument, std::string access = {}, unsigned reached = 0);
 
 // Entities (EmitEntity.cpp, EmitEntitySource.cpp).
 void emitEntity(EmitText& out, Type const& type);

@@ -18,7 +18,7 @@ std::string shortName(Type const& type) {
 
 void emitTypeObject(EmitText& out, Type const& type, std::string const& function, char const* kind,
                     bool hasFields) {
-   std::string const description = "fen" + upperFirst(type.name) + "Type";
+   std::string const description = "fen" + flatName(type) + "Type";
    out.gap();
    out.line("static Fen::TypeDesc const " + description + " = {");
    out.line("   " + quoted(type.cppName) + ", Fen::TypeKind::" + kind + ", nullptr, {}, " +
@@ -198,6 +198,7 @@ void emitValueSource(EmitText& out, Type const& type) {
    out.close("}");
    out.gap();
    out.open("Fen::String8 valueToStrep(" + name + " const& value) {");
+   out.line("using Fen::valueToStrep; // for builtin types; others are found beside theirs");
    out.line("Fen::String8 text = " + quoted("Value('" + type.cppName + "', ** {") + ";");
    for (std::size_t i = 0; i < type.attributes.size(); ++i) {
       std::string const& f = type.attributes[i]->name;

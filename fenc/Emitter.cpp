@@ -129,17 +129,29 @@ void forwardDeclarations(EmitText& out, Module const& module) {
    namespaces.leave();
 }
 
-/// How collections read the keys of members whose key is not their name.
-void keys(EmitText& out, Type const& type, bool defines) {
+enum class Keys { ofTypes, ofNested, defined };
+
+/// How collections read the keys of members whose key is not their name. Nested members can be
+/// named only behind the class that they are nested in.
+void keys(EmitText& out, Type const& type, Keys which) {
    for (auto const& attribute : type.attributes) {
       if (attribute->kind != AttributeKind::ownedCollection || attribute->keyType == nullptr) {
          continue;
       }
-      emitMemberKey(out, *attribute, defines);
+      bool const isNested = attribute->type->outer != nullptr;
+      if (which == Keys::defined || (which == Keys::ofNested) == isNested) {
+         emitMemberKey(out, *attribute, which == Keys::defined);
+      }
    }
    for (auto const& nested : type.nested) {
-      keys(out, *nested, defines);
+      keys(out, *nested, which);
    }
+}
+
+bool hasNestedKeys(Type const& type) {
+   EmitText out;
+   keys(out, type, Keys::ofNested);
+   return !out.text().empty();
 }
 
 void typeName(EmitText& out, Type const& type) {
@@ -147,6 +159,17 @@ void typeName(EmitText& out, Type const& type) {
    out.open("struct Fen::TypeName<" + type.cppName + "> {");
    out.line("static constexpr char const* name = " + quoted(type.cppName) + ";");
    out.close("};");
+}
+
+/// Calls `visit` for each enumeration that is nested in the type, however deep.
+template <class Visit>
+void nestedEnumerations(Type const& type, Visit const& visit) {
+   for (auto const& nested : type.nested) {
+      if (nested->kind == TypeKind::enumeration) {
+         visit(*nested);
+      }
+      nestedEnumerations(*nested, visit);
+   }
 }
 
 void factory(EmitText& out, Type const& type) {
@@ -173,7 +196,7 @@ std::string emitHeader(Module const& module) {
    includes(out, module);
    forwardDeclarations(out, module);
    for (Type const* type : order) {
-      keys(out, *type, false);
+      keys(out, *type, Keys::ofTypes);
    }
    Namespaces namespaces(out);
    for (Type const* type : order) {
@@ -191,26 +214,24 @@ std::string emitHeader(Module const& module) {
          break;
       default:
          emitMachine(out, *type);
-      }
-      for (auto const& nested : type->nested) {
-         if (nested->kind == TypeKind::enumeration) {
-            emitEnumerationFunctions(out, *nested);
+         if (hasNestedKeys(*type)) {
+            namespaces.leave();
+            keys(out, *type, Keys::ofNested);
+            namespaces.enter(type->namespaceName);
          }
+         emitNestedClasses(out, *type);
       }
+      nestedEnumerations(*type, [&](Type const& each) { emitEnumerationFunctions(out, each); });
       factory(out, *type);
    }
    namespaces.leave();
    out.gap();
    for (Type const* type : order) {
-      keys(out, *type, true);
+      keys(out, *type, Keys::defined);
       if (type->kind == TypeKind::value || type->kind == TypeKind::enumeration) {
          typeName(out, *type);
       }
-      for (auto const& nested : type->nested) {
-         if (nested->kind == TypeKind::enumeration) {
-            typeName(out, *nested);
-         }
-      }
+      nestedEnumerations(*type, [&](Type const& each) { typeName(out, each); });
    }
    return out.text();
 }

@@ -120,7 +120,9 @@ struct Handler {
 };
 
 struct Reaction {
-   Attribute const* event = nullptr; ///< null for `attach`
+   Attribute const* event = nullptr; ///< null for `attach`, `change` and a timer
+   bool isAttach = false;
+   bool isChange = false;
    bool isImmediate = false;
    ReactionSyntax::Condition condition = ReactionSyntax::Condition::none;
    std::vector<Handler> handlers;

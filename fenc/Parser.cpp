@@ -288,8 +288,9 @@ class Parser {
       if (result.isExtern) {
          expectWord("from");
          result.header = header();
-         expectMark(";");
-         return;
+         if (acceptMark(";")) {
+            return;
+         }
       }
       statements([&] {
          AttributeSyntax field = attribute(0);

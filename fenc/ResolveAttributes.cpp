@@ -203,8 +203,8 @@ void Resolver::resolveScalar(Attribute& attribute, AttributeSyntax const& syntax
    } else if (attribute.kind == AttributeKind::scalarCollection) {
       attribute.keyType = keyTypeOf(attribute, syntax);
    } else if (attribute.kind == AttributeKind::valueCollection &&
-              (attribute.type->kind != TypeKind::value || attribute.type->isExtern)) {
-      diagnostics_.error(syntax.type.at, "only a value that a schema declares has a key field");
+              attribute.type->kind != TypeKind::value) {
+      diagnostics_.error(syntax.type.at, "only a value type has a key field");
    }
 }
 
@@ -333,7 +333,8 @@ void Resolver::checkParameter(Attribute& attribute) {
       }
    }
    bool const isName = attribute.type != nullptr && attribute.type->cppName == "Fen::Name";
-   if (owner.kind != TypeKind::entity || !isName || kind != AttributeKind::scalar) {
+   bool const isNamed = owner.kind == TypeKind::entity || !owner.syntax->base.text.empty();
+   if (!isNamed || !isName || kind != AttributeKind::scalar) {
       if (attribute.type != nullptr || !attribute.hasPlace) {
          diagnostics_.error(attribute.at,
                             attribute.hasPlace

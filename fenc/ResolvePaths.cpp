@@ -21,7 +21,10 @@ bool Resolver::resolvePath(PathSyntax const& syntax, Type const& start, Path& pa
    Type const* type = &start;
    for (std::size_t i = 0; i < syntax.steps.size(); ++i) {
       NameSyntax const& step = syntax.steps[i];
-      Attribute* const attribute = type->attribute(step.text);
+      // Inside a reactor, `notifier` is what it watches.
+      bool const isNotifier = i == 0 && start.kind == TypeKind::reactor &&
+                              start.watched != nullptr && step.text == "notifier";
+      Attribute* const attribute = isNotifier ? start.holder : type->attribute(step.text);
       bool const isName = attribute == nullptr && step.text == "name" && hasName(*type);
       if (attribute == nullptr && !isName) {
          diagnostics_.error(step.at,
@@ -34,7 +37,8 @@ bool Resolver::resolvePath(PathSyntax const& syntax, Type const& start, Path& pa
          path.isReference = false;
       } else {
          bool const last = i + 1 == syntax.steps.size();
-         if (!isPathStep(attribute->kind) && !(last && isCollection(attribute->kind))) {
+         if (!isNotifier && !isPathStep(attribute->kind) &&
+             !(last && isCollection(attribute->kind))) {
             diagnostics_.error(step.at, "'" + step.text + "' cannot stand in a path");
             return false;
          }
@@ -113,7 +117,7 @@ void Resolver::paths(Type& type) {
       Attribute const* const last = path.steps.back();
       bool const lastIsCollection = last != nullptr && isCollection(last->kind);
       if (syntax.follows && (path.steps.size() != 2 || first == nullptr || last == nullptr ||
-                             first->kind != AttributeKind::reactor)) {
+                             (first->kind != AttributeKind::reactor && first != type.holder))) {
          diagnostics_.error(syntax.path.steps[0].at,
                             "'follows' needs a reactor of this machine and one attribute of what "
                             "it watches");

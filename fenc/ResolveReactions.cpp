@@ -82,16 +82,45 @@ void Resolver::operations(Type& type) {
    type.extra = type.body->extra;
 }
 
+namespace {
+
+/// Whether code in a class reaches the object of the class around it.
+bool knowsOuter(Type const& type) {
+   if (type.kind == TypeKind::reactor) {
+      return true;
+   }
+   for (Attribute const* parameter : type.parameters) {
+      if (parameter->kind == AttributeKind::back && parameter->type == type.outer) {
+         return true;
+      }
+   }
+   return false;
+}
+
+} // namespace
+
 bool Resolver::handler(NameSyntax const& name, Type const& from, Type const* key, Handler& result) {
    std::size_t const wanted = key != nullptr ? 1 : 0;
    bool known = false;
    unsigned outward = 0;
+   Type const* previous = nullptr;
+   bool reachable = true;
    for (Type const* scope = &from; scope != nullptr; scope = scope->outer, ++outward) {
+      if (outward > 0) {
+         reachable = reachable && knowsOuter(*previous);
+      }
+      previous = scope;
       for (auto const& operation : scope->operations) {
          if (operation->name != name.text) {
             continue;
          }
          known = true;
+         if (!reachable) {
+            diagnostics_.error(name.at, "the handler '" + name.text +
+                                           "' is out of reach: there is no back pointer to '" +
+                                           scope->cppName + "'");
+            return false;
+         }
          if (operation->parameters.size() != wanted || operation->isStatic) {
             continue;
          }
@@ -128,7 +157,7 @@ void Resolver::reactions(Type& type) {
       return; // what it watches was reported
    }
    for (ReactionSyntax const& syntax : type.body->reactions) {
-      if (syntax.event.text == "attach") {
+      if (syntax.event.text == "attach" || syntax.event.text == "change") {
          attachReaction(type, syntax);
       } else {
          reaction(type, syntax);
@@ -137,14 +166,23 @@ void Resolver::reactions(Type& type) {
 }
 
 void Resolver::attachReaction(Type& type, ReactionSyntax const& syntax) {
-   if (type.hasAttach) {
-      diagnostics_.error(syntax.event.at, "duplicate key: there is a reaction to 'attach' already");
+   Reaction result;
+   result.isAttach = syntax.event.text == "attach";
+   result.isChange = !result.isAttach;
+   for (Reaction const& other : type.reactions) {
+      if (other.isAttach == result.isAttach && other.isChange == result.isChange) {
+         diagnostics_.error(syntax.event.at, "duplicate key: there is a reaction to '" +
+                                                syntax.event.text + "' already");
+      }
    }
    if (syntax.isImmediate || syntax.condition != ReactionSyntax::Condition::none) {
-      diagnostics_.error(syntax.event.at, "'attach' has no condition");
+      diagnostics_.error(syntax.event.at, "'" + syntax.event.text + "' has no condition");
    }
-   type.hasAttach = true;
-   Reaction result;
+   if (result.isChange &&
+       (type.holder->kind != AttributeKind::reactor || type.holder->isParameter)) {
+      diagnostics_.error(syntax.event.at, "'change' is for a single reactor with a mutator");
+   }
+   type.hasAttach = type.hasAttach || result.isAttach;
    for (NameSyntax const& name : syntax.handlers) {
       Handler found;
       if (handler(name, type, nullptr, found)) {
@@ -216,7 +254,8 @@ void Resolver::birth(Type& type) {
          type.birth.push_back(found);
       }
    }
-   if (type.body->birthAt || type.kind != TypeKind::machine) {
+   bool const isHolder = type.kind == TypeKind::machine || type.kind == TypeKind::reactor;
+   if (type.body->birthAt || !isHolder) {
       return;
    }
    for (auto const& operation : type.operations) {

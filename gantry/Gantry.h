@@ -33,6 +33,7 @@
 #include <gantry/runtime/fen/LinkQueue.h>
 #include <gantry/runtime/fen/LinkedQueue.h>
 #include <gantry/runtime/fen/ListRaw.h>
+#include <gantry/runtime/fen/Machine.h>
 #include <gantry/runtime/fen/MemberIterator.h>
 #include <gantry/runtime/fen/NboAttrLogDemuxer.h>
 #include <gantry/runtime/fen/NboAttrLogForm.h>

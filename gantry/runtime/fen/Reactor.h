@@ -53,6 +53,12 @@ class NestedReactor : public Base {
    void fenMachineDel() { machine_ = nullptr; }
 
  protected:
+   /// The machine, held for the run of a handler; null when none may run, since this reactor is a
+   /// zombie or its machine has gone.
+   Ptr<Machine> fenRunning() const {
+      return this->fenMarkedForDeletion() ? Ptr<Machine>() : Ptr<Machine>(machine_);
+   }
+
    /// Runs `handler( machine )` unless this reactor is a zombie or its machine has gone.
    template <class Handler>
    void fenRun(Handler const& handler) {
