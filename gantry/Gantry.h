@@ -19,6 +19,7 @@
 #include <gantry/runtime/cairn/RemoteUnmounter.h>
 #include <gantry/runtime/fen/ActivityLoop.h>
 #include <gantry/runtime/fen/Assert.h>
+#include <gantry/runtime/fen/AttrView.h>
 #include <gantry/runtime/fen/Attribute.h>
 #include <gantry/runtime/fen/BaseCollection.h>
 #include <gantry/runtime/fen/BitSet.h>

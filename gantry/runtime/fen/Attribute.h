@@ -338,6 +338,7 @@ void ownedMembersOrphan(typename Attr::Owner& owner) {
 
 // ---- descriptions ------------------------------------------------------------------------------
 
+struct AttrView;
 struct AttrWire;
 
 /// One attribute as the wire, reflection and path look-ups see it. Static data, one per attribute.
@@ -352,6 +353,9 @@ struct AttrDesc {
    AttrWire const* wire;
    /// The owned entity at a key given as text (ignored for a single child); null elsewhere.
    Ptr<Entity> (*member)(Entity const& owner, String8 const& key);
+   /// How a tool that does not know the type reads the attribute, see AttrView.h; null where there
+   /// is nothing to read.
+   AttrView const* view = nullptr;
 };
 
 /// The name of a type in descriptions. Value types and enumerations made from a schema specialise
@@ -443,7 +447,7 @@ constexpr AttrDesc plainDesc(AttributeId id, char const* name, AttrKind kind, ch
    return {id, name, kind, valueType, keyType, nullptr, nullptr};
 }
 template <class Attr>
-constexpr AttrDesc attrDesc() {
+constexpr AttrDesc attrPlaceDesc() {
    if constexpr (Attr::kind == AttrKind::scalar || Attr::kind == AttrKind::reference) {
       return {Attr::id, Attr::name, Attr::kind, TypeName<typename Attr::Value>::name,
               nullptr,  nullptr,    nullptr};
@@ -479,6 +483,17 @@ constexpr AttrDesc attrDesc() {
    }
 }
 
+/// How a tool reads an attribute. Defined in AttrView.h.
+template <class Attr>
+constexpr AttrView const* attrView();
+
+template <class Attr>
+constexpr AttrDesc attrDesc() {
+   AttrDesc description = attrPlaceDesc<Attr>();
+   description.view = attrView<Attr>();
+   return description;
+}
+
 /// Builds an entity that needs nothing but its name.
 template <class Type>
 Ptr<Entity> newEntityByName(Name const& name) {
@@ -486,3 +501,5 @@ Ptr<Entity> newEntityByName(Name const& name) {
 }
 
 } // namespace Fen
+
+#include <gantry/runtime/fen/AttrView.h>

@@ -1,0 +1,24 @@
+// The one place that names every type of this folder.
+
+#include <hosts/linux/Types.h>
+
+#include <hosts/linux/Host.fen.h>
+#include <hosts/linux/Interface.fen.h>
+#include <hosts/linux/Neighbour.fen.h>
+#include <hosts/linux/Route.fen.h>
+
+namespace Linux {
+
+void typesRegister() {
+   Address::_fwkType();
+   Interface::_fwkType();
+   InterfaceDir::_fwkType();
+   NextHop::_fwkType();
+   Route::_fwkType();
+   RouteDir::_fwkType();
+   Neighbour::_fwkType();
+   NeighbourDir::_fwkType();
+   Host::_fwkType();
+}
+
+} // namespace Linux
