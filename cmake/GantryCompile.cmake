@@ -32,6 +32,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_L
    # GCC 12 takes a literal joined to a string for an overlapping copy (its bug 105651).
    add_compile_options(-Wno-restrict)
 endif()
+# The slots of notifiee classes are empty until somebody overrides them, so the call that g++ would
+# guess, the empty one, is the one that is never made.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+   add_compile_options(-fno-devirtualize-speculatively)
+endif()
 if(GANTRY_WERROR)
    add_compile_options(-Werror)
 endif()

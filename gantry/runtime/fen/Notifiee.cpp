@@ -194,6 +194,23 @@ void Notifier::zeroReferencesIs(bool zero) {
              [](PtrInterface::NotifieeConst& notifiee) { notifiee.onZeroReferences(); });
 }
 
+void Notifier::notifySpecial(PtrInterface::NotifieeConst** begin, PtrInterface::NotifieeConst** end,
+                             AttributeId id, void const* key, TypedCall* typed, void const* call) {
+   for (auto** at = begin; at != end; ++at) {
+      PtrInterface::NotifieeConst& each = **at;
+      if (at == begin || each.fenReferenceCount() != 1) {
+         tell(each, id, [id, key, typed, call](PtrInterface::NotifieeConst& told) {
+            if (told.isGenericNotifiee()) {
+               told.doNotification(id, key);
+            } else {
+               typed(told, call);
+            }
+         });
+      }
+      each.fenReferenceDel();
+   }
+}
+
 void tellOfException(PtrInterface::NotifieeConst& notifiee, AttributeId id) noexcept {
    try {
       notifiee.onNotificationException(id);

@@ -130,7 +130,9 @@ class GANTRY_EXPORT Notifier : public PtrInterface {
    /// notifier stays alive until the walk is over.
    template <class Typed>
    void fenNotify(AttributeId id, void const* key, Typed const& typed) const {
-      if (notifiees_.size() != 0) {
+      if (auto const count = notifiees_.size(); count == 1) {
+         notifyOne(id, key, typed);
+      } else if (count != 0) {
          notify(id, key, typed);
       }
    }
@@ -145,8 +147,17 @@ class GANTRY_EXPORT Notifier : public PtrInterface {
    /// So many notifiees are copied to the stack; a longer list costs one allocation.
    static constexpr std::uint32_t inlineNotifiees = 16;
 
+   /// The walk over several, over the one that most notifiers have, and over a copy in which there
+   /// are generic or uncounted reactors; the last takes the copy's references over.
    template <class Typed>
    [[gnu::noinline]] void notify(AttributeId id, void const* key, Typed const& typed) const;
+   template <class Typed>
+   [[gnu::noinline]] void notifyOne(AttributeId id, void const* key, Typed const& typed) const;
+   using TypedCall = void(PtrInterface::NotifieeConst& notifiee, void const* call);
+   static void notifySpecial(PtrInterface::NotifieeConst** begin, PtrInterface::NotifieeConst** end,
+                             AttributeId id, void const* key, TypedCall* typed, void const* call);
+   template <class Typed>
+   static void tell(PtrInterface::NotifieeConst& notifiee, AttributeId id, Typed const& typed);
 
    mutable Notifiees notifiees_;
    /// Weak reactors that are not registered, linked as in a list: they too must learn that this
@@ -159,9 +170,31 @@ class GANTRY_EXPORT Notifier : public PtrInterface {
 GANTRY_EXPORT void tellOfException(PtrInterface::NotifieeConst& notifiee, AttributeId id) noexcept;
 
 template <class Typed>
+inline void Notifier::tell(PtrInterface::NotifieeConst& notifiee, AttributeId id,
+                           Typed const& typed) {
+   try {
+      Expect const expect(Exception::Id::any);
+      typed(notifiee);
+   } catch (...) {
+      tellOfException(notifiee, id);
+   }
+}
+
+template <class Typed>
+void Notifier::notifyOne(AttributeId id, void const* key, Typed const& typed) const {
+   Ptr<Notifier const> const self(this);
+   Ptr<PtrInterface::NotifieeConst> const only(notifiees_.head());
+   if (__builtin_expect(only->isGenericNotifiee(), 0)) {
+      tell(*only, id, [id, key](auto& each) { each.doNotification(id, key); });
+   } else {
+      tell(*only, id, typed);
+   }
+}
+
+template <class Typed>
 void Notifier::notify(AttributeId id, void const* key, Typed const& typed) const {
    Ptr<Notifier const> const self(this);
-   std::uint32_t const count = static_cast<std::uint32_t>(notifiees_.size());
+   auto const count = notifiees_.size();
    PtrInterface::NotifieeConst* few[inlineNotifiees];
    std::unique_ptr<PtrInterface::NotifieeConst*[]> many;
    PtrInterface::NotifieeConst** snapshot = few;
@@ -169,26 +202,35 @@ void Notifier::notify(AttributeId id, void const* key, Typed const& typed) const
       many.reset(new PtrInterface::NotifieeConst*[count]);
       snapshot = many.get();
    }
-   std::uint32_t filled = 0;
+   PtrInterface::NotifieeConst** const end = snapshot + count;
+   PtrInterface::NotifieeConst** at = snapshot;
+   bool special = false;
    for (auto* each = notifiees_.head(); each != nullptr; each = each->fwkLrNext()) {
+      special |= each->isGenericNotifiee() || each->isNondestructing();
       each->fenReferenceNew();
-      snapshot[filled++] = each;
+      *at++ = each;
    }
-   for (std::uint32_t i = 0; i < count; ++i) {
-      PtrInterface::NotifieeConst* const each = snapshot[i];
-      if (i == 0 || each->fenReferenceCount() != 1) {
-         try {
-            Expect const expect(Exception::Id::any);
-            if (__builtin_expect(each->isGenericNotifiee(), 0)) {
-               each->doNotification(id, key);
-            } else {
-               typed(*each);
-            }
-         } catch (...) {
-            tellOfException(*each, id);
+   if (__builtin_expect(special, 0)) {
+      notifySpecial(
+         snapshot, end, id, key,
+         [](PtrInterface::NotifieeConst& each, void const* call) {
+            (*static_cast<Typed const*>(call))(each);
+         },
+         &typed);
+      return;
+   }
+   // The first one is told also when only the copy holds it.
+   at = snapshot;
+   PtrInterface::NotifieeConst* each = *at;
+   for (;;) {
+      tell(*each, id, typed);
+      do {
+         each->fenCountedReferenceDel();
+         if (++at == end) {
+            return;
          }
-      }
-      each->fenReferenceDel();
+         each = *at;
+      } while (__builtin_expect(each->fenReferenceCount() == 1, 0));
    }
 }
 

@@ -151,6 +151,21 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
       }
    }
 
+   /// Drops a reference that was counted when it was taken, which the caller has seen to. That is
+   /// right also when the object has left the count since: its word keeps the count for its return.
+   void fenCountedReferenceDel() const {
+      std::uint32_t left;
+      if (singleThreaded()) {
+         left = word() - 1;
+         word_.store(left, std::memory_order_relaxed);
+      } else {
+         left = word_.fetch_sub(1, std::memory_order_acq_rel) - 1;
+      }
+      if (__builtin_expect((left & ~(notificationActiveBit | markedForDeletionBit)) == 0, 0)) {
+         fenHandleZeroReferences();
+      }
+   }
+
    static constexpr std::uint32_t countMask = 0x1fffffff;
    static constexpr std::uint32_t notificationActiveBit = 1u << 29;
    static constexpr std::uint32_t markedForDeletionBit = 1u << 31;
