@@ -153,6 +153,14 @@ void Resolver::checkNames(Type const& type) {
 }
 
 void Resolver::checkOwnership(Type const& type) {
+   bool const isStreamed = type.kind == TypeKind::entity && !type.isLocal && !type.isExtern;
+   for (Attribute const* parameter : type.parameters) {
+      if (isStreamed && parameter->kind != AttributeKind::scalar) {
+         diagnostics_.error(parameter->at,
+                            "only a local entity is constructed from references and pointers: the "
+                            "attribute log creates an entity from values");
+      }
+   }
    // An entity's own constructor would need its parent's, which would need the entity's: owning a
    // type in itself is fine in a collection and as a child, but a parameter cannot be created so.
    for (auto const& attribute : type.attributes) {

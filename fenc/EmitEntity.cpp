@@ -261,6 +261,10 @@ class EntityHeader {
                    (a.kind == AttributeKind::ownedCollection ? a.type->cppName : "Fen" + upper) +
                    ";");
          out_.line("using Map = " + upper + "Map;");
+         if (a.kind == AttributeKind::valueCollection) {
+            out_.line("static Key keyOf(" + parameterType(a) + " value) { return value." +
+                      a.keyField->name + "(); }");
+         }
          fieldType = "Map";
       } else if (a.kind == AttributeKind::owned) {
          out_.line("using Member = " + a.type->cppName + ";");

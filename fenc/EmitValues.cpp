@@ -31,6 +31,34 @@ void emitTypeObject(EmitText& out, Type const& type, std::string const& function
    out.close("}");
 }
 
+void emitLogForm(EmitText& out, Type const& type) {
+   auto form = [](Attribute const& field) {
+      return "Fen::NboAttrLog::LogForm<" + valueType(field) + ">";
+   };
+   out.gap();
+   out.open("Fen::NboAttrLog::Out& operator<<(Fen::NboAttrLog::Out& out, " + type.name +
+            " const& value) {");
+   for (auto const& field : type.attributes) {
+      out.line(form(*field) + "::put(out, value." + field->name + "());");
+   }
+   out.line("return out;");
+   out.close("}");
+   out.gap();
+   out.open("void operator>>(Fen::NboAttrLog::In& in, " + type.name + "& value) {");
+   for (auto const& field : type.attributes) {
+      out.line("value." + field->name + "Is(" + form(*field) + "::take(in));");
+   }
+   out.close("}");
+   out.gap();
+   out.open("std::size_t fenHeldBytes(" + type.name + " const& value) {");
+   std::string sum;
+   for (auto const& field : type.attributes) {
+      sum += (sum.empty() ? "" : " + ") + form(*field) + "::held(value." + field->name + "())";
+   }
+   out.line("return " + sum + ";");
+   out.close("}");
+}
+
 } // namespace
 
 void emitEnumeration(EmitText& out, Type const& type) {
@@ -58,6 +86,8 @@ void emitEnumerationFunctions(EmitText& out, Type const& type) {
    out.line("GANTRY_EXPORT Fen::String8 stringValue(" + name + " value);");
    out.line("GANTRY_EXPORT Fen::String8 valueToStrep(" + name + " value);");
    out.line("GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, " + name + " value);");
+   out.line("/// The same as " + instanceOf(type) + ", found by its arguments.");
+   out.line("GANTRY_EXPORT " + name + " fenInstance(unsigned int number, " + name + " const*);");
    if (type.outer == nullptr) {
       out.line("/// The value with this number or text; throws RangeException for any other.");
       out.line("GANTRY_EXPORT " + name + " " + name + "Instance(unsigned int number);");
@@ -105,6 +135,10 @@ void emitEnumerationSource(EmitText& out, Type const& type) {
       out.close("}");
    }
    out.line("Fen::throwRangeException(" + quoted(type.name) + ");");
+   out.close("}");
+   out.gap();
+   out.open(name + " fenInstance(unsigned int number, " + name + " const*) {");
+   out.line("return " + instanceOf(type) + "(number);");
    out.close("}");
    emitTypeObject(out, type, scope + "_fwkType_" + type.name, "enumeration", false);
 }
@@ -163,6 +197,11 @@ void emitValue(EmitText& out, Type const& type) {
    out.line("GANTRY_EXPORT Fen::String8 valueToStrep(" + name + " const& value);");
    out.line("GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, " + name +
             " const& value);");
+   out.line("/// The form on the attribute log: field by field.");
+   out.line("GANTRY_EXPORT Fen::NboAttrLog::Out& operator<<(Fen::NboAttrLog::Out& out, " + name +
+            " const& value);");
+   out.line("GANTRY_EXPORT void operator>>(Fen::NboAttrLog::In& in, " + name + "& value);");
+   out.line("GANTRY_EXPORT std::size_t fenHeldBytes(" + name + " const& value);");
 }
 
 void emitValueSource(EmitText& out, Type const& type) {
@@ -212,6 +251,8 @@ void emitValueSource(EmitText& out, Type const& type) {
    out.open("std::ostream& operator<<(std::ostream& out, " + name + " const& value) {");
    out.line("return out << valueToStrep(value);");
    out.close("}");
+   out.gap();
+   emitLogForm(out, type);
    out.gap();
    out.line("static Fen::ParameterDesc const fen" + name + "Fields[] = {");
    for (auto const& field : type.attributes) {

@@ -128,6 +128,23 @@ TEST_F(GeneratedMachine, followersOfACollection) {
    EXPECT_EQ(machine_->doorWatchDel("z"), moved);
 }
 
+TEST_F(GeneratedMachine, aWalkOutlivesWhatItsReactorWatches) {
+   for (char const* name : {"a", "b", "c"}) {
+      house_->doorIs(name, "oak", 1);
+   }
+   // The reactor that the walk stands on loses its door, which goes: the place is found again by
+   // the key that the reactor keeps.
+   std::uint32_t seen = 0;
+   for (auto i = machine_->doorWatchIterator(); i; ++i) {
+      ++seen;
+      Ptr<HouseSm::FenDoorWatch> const watch = machine_->doorWatch(i.key());
+      watch->notifierIs(nullptr);
+      house_->doorDel(i.key());
+   }
+   EXPECT_EQ(seen, 4u);
+   EXPECT_EQ(machine_->doorWatchCount(), 0u);
+}
+
 TEST_F(GeneratedMachine, lateReactorRegistersAndThenRunsOnlyWhenMoved) {
    take();
    machine_->lateResidentIs(ann_);

@@ -40,6 +40,7 @@ TEST(GeneratedEnumeration, valuesFromNumbersAndTexts) {
    } catch (Fen::RangeException const& exception) {
       EXPECT_EQ(exception.text(), "DoorState");
    }
+   EXPECT_EQ(fenInstance(1u, static_cast<DoorState const*>(nullptr)), FenTest::doorOpen);
 }
 
 TEST(GeneratedEnumeration, typeObject) {
