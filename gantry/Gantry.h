@@ -8,6 +8,8 @@
 #include <gantry/common/MountState.h>
 #include <gantry/common/SystemId.h>
 #include <gantry/common/Values.fen.h>
+#include <gantry/mount/MountSm.fen.h>
+#include <gantry/mount/MountSmTrace.h>
 #include <gantry/runtime/Export.h>
 #include <gantry/runtime/cairn/Backend.h>
 #include <gantry/runtime/cairn/Cairn.fen.h>
