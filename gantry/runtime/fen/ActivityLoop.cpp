@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <csignal>
 #include <ctime>
@@ -248,9 +249,31 @@ void ActivityLoop::tell(FileDescriptor* watched, std::uint32_t ready) {
    }
 }
 
-bool ActivityLoop::runReady(double waitSeconds) {
+/// How long a turn keeps the loop from everybody else: counted when something ran.
+class ActivityLoop::TurnTime {
+ public:
+   void begin() { begin_ = std::chrono::steady_clock::now(); }
+   void count() const {
+      static Counter& turns = Counters::counter("loop.turns");
+      static Counter& busy = Counters::counter("loop.busy_nanoseconds");
+      static Counter& longest = Counters::counter("loop.longest_turn_nanoseconds");
+      auto const took = static_cast<std::uint64_t>(
+         std::chrono::nanoseconds(std::chrono::steady_clock::now() - begin_).count());
+      turns.increment();
+      busy.increment(took);
+      if (took > longest.value()) {
+         longest.valueIs(took);
+      }
+   }
+
+ private:
+   std::chrono::steady_clock::time_point begin_;
+};
+
+bool ActivityLoop::runReady(double waitSeconds, TurnTime& time) {
    epoll_event events[eventsPerTurn];
    int const count = wait(waitSeconds, events, eventsPerTurn);
+   time.begin();
    std::size_t const fired = clock_->runDue(now());
    for (int i = 0; i < count; ++i) {
       auto const slot = static_cast<std::uint32_t>(events[i].data.u64);
@@ -272,8 +295,12 @@ bool ActivityLoop::runOnce(double maxWaitSeconds) {
        std::any_of(turnEnd_.begin(), turnEnd_.end(), [](auto* work) { return work != nullptr; })) {
       waitSeconds = 0.0;
    }
-   bool ran = runReady(waitSeconds);
+   TurnTime time;
+   bool ran = runReady(waitSeconds, time);
    ran = runTurnEnd() || ran;
+   if (ran) {
+      time.count();
+   }
    inTurn_ = false;
    return ran;
 }

@@ -136,6 +136,7 @@ class GANTRY_EXPORT ActivityLoop {
    friend class FileDescriptor;
    friend class TurnEndWork;
 
+   class TurnTime;
    struct Slot {
       FileDescriptor* watched = nullptr;
       std::uint32_t generation = 0;
@@ -148,7 +149,7 @@ class GANTRY_EXPORT ActivityLoop {
    void unwatch(FileDescriptor* watched);
    void poll(FileDescriptor* watched);
    bool runTurnEnd();
-   bool runReady(double waitSeconds);
+   bool runReady(double waitSeconds, TurnTime& time);
    int wait(double waitSeconds, void* events, int capacity);
    void tell(FileDescriptor* watched, std::uint32_t ready);
 

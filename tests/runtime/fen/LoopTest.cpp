@@ -334,6 +334,19 @@ class Work : public Fen::TurnEndWork {
    Log& log_;
 };
 
+TEST_F(LoopTest, TurnsInWhichSomethingRanAreCounted) {
+   std::uint64_t const turns = Fen::Counters::value("loop.turns");
+   std::uint64_t const busy = Fen::Counters::value("loop.busy_nanoseconds");
+   loop.runOnce(0.0);
+   EXPECT_EQ(Fen::Counters::value("loop.turns"), turns);
+   Work work("work", log);
+   work.pendingIs(true);
+   loop.runOnce(0.0);
+   EXPECT_EQ(Fen::Counters::value("loop.turns"), turns + 1);
+   EXPECT_GT(Fen::Counters::value("loop.busy_nanoseconds"), busy);
+   EXPECT_GT(Fen::Counters::value("loop.longest_turn_nanoseconds"), 0u);
+}
+
 TEST_F(LoopTest, WorkRunsOnceAtTheEndOfTheTurn) {
    Pair pair;
    auto const watched = Fen::makePtr<FileDescriptor>(pair.ends[0]);
