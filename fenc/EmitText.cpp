@@ -4,10 +4,53 @@
 
 namespace Fenc {
 
+namespace {
+
+constexpr std::size_t widest = 100;
+
+/// Where a line that is too long is broken: behind the last comma or operator outside texts that
+/// still leaves it narrow enough, else behind a parenthesis; 0 when there is no such place.
+std::size_t breakOf(std::string_view text, std::size_t room) {
+   bool const isPlain = text.substr(0, 2) != "//" && text.substr(0, 1) != "#";
+   std::size_t comma = 0, parenthesis = 0;
+   bool inText = false;
+   for (std::size_t i = 0; isPlain && i + 1 < text.size() && i < room; ++i) {
+      if (text[i] == '"' && (i == 0 || text[i - 1] != '\\')) {
+         inText = !inText;
+      }
+      if (inText) {
+         continue;
+      }
+      bool const isAnd = i > 1 && text.substr(i - 2, 4) == " && ";
+      if ((text[i] == ',' && text[i + 1] == ' ') || isAnd) {
+         comma = i + 1;
+      } else if (text[i] == '(' && text[i + 1] != ')') {
+         parenthesis = i + 1;
+      }
+   }
+   return comma != 0 ? comma : parenthesis;
+}
+
+} // namespace
+
 void EmitText::line(std::string_view text) {
    opened_ = false;
+   std::size_t indent = static_cast<std::size_t>(depth_) * 3;
+   bool isFirst = true;
+   while (indent + text.size() > widest) {
+      std::size_t const at = breakOf(text, widest - indent);
+      if (at == 0) {
+         break;
+      }
+      text_.append(indent, ' ');
+      text_ += text.substr(0, at);
+      text_ += '\n';
+      text.remove_prefix(text[at] == ' ' ? at + 1 : at);
+      indent += isFirst ? 3 : 0;
+      isFirst = false;
+   }
    if (!text.empty()) {
-      text_.append(static_cast<std::size_t>(depth_) * 3, ' ');
+      text_.append(indent, ' ');
       text_ += text;
    }
    text_ += '\n';

@@ -180,6 +180,39 @@ void factory(EmitText& out, Type const& type) {
    }
 }
 
+void typeObjects(EmitText& out, Type const& type) {
+   for (auto const& nested : type.nested) {
+      typeObjects(out, *nested);
+   }
+   if (type.kind == TypeKind::enumeration) {
+      std::string const scope = type.outer != nullptr ? type.outer->cppName : type.namespaceName;
+      out.line(scope + (scope.empty() ? "" : "::") + "_fwkType_" + type.name + "();");
+   } else if (type.kind != TypeKind::reactor) {
+      out.line(type.cppName + "::_fwkType();");
+   }
+}
+
+/// Makes the type objects when the file is loaded, so that types are found by their names before
+/// any object of theirs exists.
+void load(EmitText& out, std::vector<Type const*> const& types) {
+   if (types.empty()) {
+      return;
+   }
+   out.gap();
+   out.line("namespace {");
+   out.gap();
+   out.line("/// Makes the type objects at load.");
+   out.open("struct FenTypesLoad {");
+   out.open("FenTypesLoad() {");
+   for (Type const* type : types) {
+      typeObjects(out, *type);
+   }
+   out.close("}");
+   out.close("} const fenTypesLoad;");
+   out.gap();
+   out.line("} // namespace");
+}
+
 void banner(EmitText& out, Module const& module, char const* what) {
    out.line(std::string("// ") + what + " Made by fenc from " + module.importName + ".");
    out.line("// Do not edit: change the schema instead.");
@@ -264,6 +297,7 @@ std::string emitSource(Module const& module) {
       }
    }
    namespaces.leave();
+   load(out, ordered(module));
    return out.text();
 }
 

@@ -48,6 +48,12 @@ TEST(GeneratedEnumeration, typeObject) {
    EXPECT_EQ(FenTest::_fwkType_DoorState(), FenTest::_fwkType_DoorState());
 }
 
+TEST(GeneratedType, isFoundByNameFromTheStart) {
+   for (char const* name : {"FenTest::DoorState", "FenTest::Address", "FenTest::Resident"}) {
+      EXPECT_NE(Fen::FenType::type(name), nullptr) << name;
+   }
+}
+
 TEST(GeneratedValue, freshOneHoldsItsDefaults) {
    Address const fresh;
    EXPECT_TRUE(!fresh);
