@@ -22,7 +22,13 @@
 #include <gantry/runtime/fen/ActivityLoop.h>
 #include <gantry/runtime/fen/Assert.h>
 #include <gantry/runtime/fen/AttrView.h>
+#include <gantry/runtime/fen/AttrWire.h>
+#include <gantry/runtime/fen/AttrWireBase.h>
+#include <gantry/runtime/fen/AttrWireCollection.h>
+#include <gantry/runtime/fen/AttrWireItem.h>
+#include <gantry/runtime/fen/AttrWireOwned.h>
 #include <gantry/runtime/fen/Attribute.h>
+#include <gantry/runtime/fen/AttributeRules.h>
 #include <gantry/runtime/fen/BaseCollection.h>
 #include <gantry/runtime/fen/BitSet.h>
 #include <gantry/runtime/fen/Clock.h>
@@ -39,6 +45,8 @@
 #include <gantry/runtime/fen/Machine.h>
 #include <gantry/runtime/fen/MemberIterator.h>
 #include <gantry/runtime/fen/NboAttrLogDemuxer.h>
+#include <gantry/runtime/fen/NboAttrLogFlow.h>
+#include <gantry/runtime/fen/NboAttrLogFlowState.h>
 #include <gantry/runtime/fen/NboAttrLogForm.h>
 #include <gantry/runtime/fen/NboAttrLogFrame.h>
 #include <gantry/runtime/fen/NboAttrLogIn.h>

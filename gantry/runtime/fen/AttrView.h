@@ -6,7 +6,7 @@
 /// loop's thread, and a reader must not change what it reads.
 #pragma once
 
-#include <gantry/runtime/fen/Attribute.h>
+#include <gantry/runtime/fen/AttributeRules.h>
 
 #include <concepts>
 #include <sstream>

@@ -14,6 +14,9 @@ struct EntityPtrAttr {
    static constexpr AttrKind kind = AttrKind::ownedCollection;
    static constexpr AttributeId id = Dir::entityPtrAttributeId;
    static constexpr char const* name = "entityPtr";
+   static Dir::Members& field(Owner& owner) {
+      return const_cast<Dir::Members&>(owner.entityPtrs());
+   }
    static void tell(PtrInterface::NotifieeConst& notifiee, Name const& key) {
       static_cast<Dir::NotifieeConst&>(notifiee).onEntityPtr(key);
    }
@@ -25,13 +28,52 @@ Ptr<Entity> memberByText(Entity const& owner, String8 const& key) {
 
 Ptr<Entity> newDir(Name const& name) { return makePtr<Dir>(name); }
 
-constexpr AttrDesc attributes[] = {
-   {Dir::entityPtrAttributeId, EntityPtrAttr::name, EntityPtrAttr::kind, "Fen::Entity", "Fen::Name",
-    nullptr, &memberByText},
+/// Members may be of any type that travels, so the type's name stands before the member's own.
+struct EntityPtrPlace final : AttrLog::OwnedPlace {
+   constexpr EntityPtrPlace() : OwnedPlace(Dir::entityPtrAttributeId) {}
+
+   EntityWire const* wireOf(Entity const& member) const override { return EntityWire::of(member); }
+   EntityWire const* wireRead(NboAttrLog::In& in) const override {
+      std::string_view const typeName = in.nextText();
+      FenType const* const type = FenType::type(typeName);
+      if (type == nullptr || type->wire() == nullptr) {
+         NboAttrLog::refuse(NboAttrLog::Refusal::unknownType,
+                            String8("no type is named ") + String8(typeName));
+      }
+      return type->wire();
+   }
+   void typePut(NboAttrLog::Out& out, Entity const& member) const override {
+      out << member.fwkType()->fullTypeName();
+   }
+   Ptr<Entity> present(Entity& owner, Entity const& like) const override {
+      Name const name = like.name();
+      if (!name || name.view().find('/') != std::string_view::npos) {
+         NboAttrLog::refuse(NboAttrLog::Refusal::badKey, "no directory holds a member so named");
+      }
+      return directory(owner).entityPtr(name);
+   }
+   bool isPresent(Entity& owner, Entity const& member) const override {
+      return directory(owner).entityPtr(member.name()) == &member;
+   }
+   void take(Entity& owner, Ptr<Entity> const& member) const override {
+      directory(owner).entityPtrIs(member);
+   }
+   void drop(Entity& owner, Ptr<Entity> const& member) const override {
+      directory(owner).entityPtrDel(member->name());
+   }
+
+ private:
+   static Dir& directory(Entity& owner) { return static_cast<Dir&>(owner); }
 };
 
-constexpr TypeDesc description = {"Fen::Dir", TypeKind::entity, &Entity::_fwkType, attributes, {},
-                                  &newDir,    nullptr};
+constexpr AttrDesc attributes[] = {
+   {Dir::entityPtrAttributeId, EntityPtrAttr::name, EntityPtrAttr::kind, "Fen::Entity", "Fen::Name",
+    &AttrLog::wireObject<AttrLog::OwnedCollectionWire<EntityPtrAttr, EntityPtrPlace>>,
+    &memberByText},
+};
+
+constexpr TypeDesc description = {"Fen::Dir", TypeKind::entity, &Entity::_fwkType, attributes,
+                                  {},         &newDir,          entityWire<Dir>()};
 
 } // namespace
 
@@ -63,7 +105,6 @@ FenType* Dir::_fwkType() {
    return type;
 }
 FenType* Dir::fwkType() const { return _fwkType(); }
-bool Dir::fenHasAttrLogInterface() const { return true; }
 
 String8 Dir::attributeString(AttributeId id) const {
    return id == entityPtrAttributeId ? String8(EntityPtrAttr::name) : Entity::attributeString(id);

@@ -4,6 +4,8 @@
 #include <gantry/runtime/fen/Entity.h>
 #include <gantry/runtime/fen/HashMap.h>
 
+#include <tuple>
+
 namespace Fen {
 
 class GANTRY_EXPORT Dir : public Entity {
@@ -11,7 +13,6 @@ class GANTRY_EXPORT Dir : public Entity {
    static constexpr char const* fenFullTypeName = "Fen::Dir";
    class NotifieeConst;
    class Notifiee;
-   class FenNboAttrLogSa;
    class EntityPtrIterator;
 
    /// A place in a directory: what entryIs() gives. It has a full name and may be empty.
@@ -23,6 +24,9 @@ class GANTRY_EXPORT Dir : public Entity {
       String8 fullName() const;
       /// The entity in this place, null while it is empty.
       Ptr<Entity> entityRef() const;
+      /// What the attribute log has said of the entity in this place: 3 when it is synchronised.
+      unsigned fenSyncMark() const { return syncMark_; }
+      void fenSyncMarkIs(unsigned mark) { syncMark_ = mark; }
 
       Name fwkKey() const { return name_; }
       HashMapLink& fwkHmLink() { return link_; }
@@ -35,6 +39,7 @@ class GANTRY_EXPORT Dir : public Entity {
       HashMapLink link_;
       Dir* directory_;
       Name name_;
+      unsigned syncMark_ = 0;
    };
 
    using Members = HashMap<Entity, Name>;
@@ -47,7 +52,9 @@ class GANTRY_EXPORT Dir : public Entity {
    static FenType* _fwkType();
    FenType* fwkType() const override;
    Ptr<Entity> fenPathMember(std::string_view& rest) const override;
-   bool fenHasAttrLogInterface() const override;
+   /// A directory is constructed from its name.
+   auto fenParameters() const { return std::make_tuple(name()); }
+   void fenParametersMatch() const {}
 
    /// The member of that name, null when there is none.
    Ptr<Entity> entityPtr(Name name) const;

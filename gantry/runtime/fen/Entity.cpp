@@ -86,27 +86,6 @@ String8 Entity::attributeString(AttributeId id) const {
 void Entity::fenNotifieeAdapterIs(Ptr<Entity const> const&) {}
 void Entity::handleParent(Ptr<Entity> const&) {}
 
-Ptr<Entity::FenNboAttrLogSa const>
-Entity::fenNboAttrLogSa(Ptr<NboAttrLog::Out const> const&) const {
-   return nullptr;
-}
-bool Entity::fenHasAttrLogInterface() const { return false; }
-Ptr<Entity::FenNboAttrLogSa> Entity::fenNboAttrLogSa(Ptr<NboAttrLog::Out const> const&) {
-   return nullptr;
-}
-Ptr<Entity::FenNboAttrLogSa>
-Entity::fenNboAttrLogSaForMsgChannel(Ptr<FenNboAttrLogSa> const&) const {
-   return nullptr;
-}
-Ptr<Entity::FenNboAttrLogSa> Entity::fenNboAttrLogSaIs(PtrInterface::NotifieeConst::Fen_BitSet,
-                                                       unsigned, Ptr<NboAttrLog::Out> const&,
-                                                       PtrInterface*) {
-   return nullptr;
-}
-Ptr<Entity::FenNboAttrLogSa> Entity::fenNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const&) {
-   return nullptr;
-}
-
 FenType* Entity::fwkType() const { return _fwkType(); }
 
 Ptr<Entity> Entity::fenPathMember(std::string_view& rest) const {

@@ -16,6 +16,7 @@ namespace Fen {
 
 class ConnectDesc;
 class Dir;
+struct AttrDesc;
 class FenType;
 class StreamAdapter;
 
@@ -24,6 +25,7 @@ class Out;
 class In;
 class FlowOut;
 } // namespace NboAttrLog
+struct EntityId;
 
 /// A path in the process's tree as text: names with slashes between them, from Fen::root() down.
 class GANTRY_EXPORT EntityUriPath {
@@ -82,6 +84,11 @@ class GANTRY_EXPORT Entity : public Notifier {
                                                   unsigned version, Ptr<NboAttrLog::Out> const& out,
                                                   PtrInterface* context);
    virtual Ptr<FenNboAttrLogSa> fenNboAttrLogSaDel(Ptr<NboAttrLog::Out const> const& out);
+   /// The id by which this entity is known on that output. Where it has none: (0, 0), or with
+   /// `required` EntityIdUnavailableException. The other two switches belong to outputs that carry
+   /// several versions of a type, of which there are none here.
+   EntityId entityId(Ptr<NboAttrLog::Out> const& out, bool version, bool create,
+                     bool required) const;
 
    static FenType* _fwkType();
    FenType* fwkType() const override;

@@ -89,10 +89,10 @@ Ptr<Entity> FenType::newEntity(Name const& name, Dir* directory) const {
 Ptr<PtrInterface> FenType::newEntity(Ptr<NboAttrLog::In> const& in,
                                      PtrInterface::NotifieeConst::Fen_BitSet, unsigned,
                                      PtrInterface*) const {
-   if (description_.newEntityFromLog == nullptr) {
+   if (description_.wire == nullptr) {
       return nullptr;
    }
-   return description_.newEntityFromLog(*in);
+   return description_.wire->newEntity(*in, nullptr);
 }
 
 FenType* FenType::_fwkType() {

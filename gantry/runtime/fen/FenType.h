@@ -12,6 +12,8 @@
 
 namespace Fen {
 
+struct EntityWire;
+
 enum class TypeKind : std::uint8_t { builtin, entity, machine, value, enumeration };
 
 /// A constructor parameter: its name and the name of its type.
@@ -31,9 +33,8 @@ struct TypeDesc {
    std::span<ParameterDesc const> parameters;
    /// Builds an entity from its name alone; null when the type needs more.
    Ptr<Entity> (*newEntity)(Name const& name);
-   /// Reads the name and each further constructor parameter and builds the entity; null for types
-   /// that do not travel.
-   Ptr<Entity> (*newEntityFromLog)(NboAttrLog::In& in);
+   /// How entities of this type travel, made by entityWire<Type>(); null for types that do not.
+   EntityWire const* wire;
 };
 
 class GANTRY_EXPORT FenAttr;
@@ -54,6 +55,7 @@ class GANTRY_EXPORT FenType : public Entity {
    TypeKind kind() const { return description_.kind; }
    FenType* baseType() const { return base_; }
    bool isA(FenType const* other) const;
+   EntityWire const* wire() const { return description_.wire; }
    std::span<AttrDesc const> attributes() const { return description_.attributes; }
    std::span<ParameterDesc const> parameters() const { return description_.parameters; }
    /// The description of one of the type's own attributes, null for another id.

@@ -22,6 +22,7 @@
 namespace Fen {
 
 class FenType;
+struct EntityWire;
 
 namespace NboAttrLog {
 
@@ -125,14 +126,21 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
    /// A member that was made for a received id has been deleted again by a handler: its creator is
    /// told when it may be.
    void checkEphemeralEntityDeletion(EntityId id, Ptr<Entity> const& member,
-                                     Entity::FenNboAttrLogSa& above, AttributeId attribute,
-                                     void const* key);
+                                     Entity::FenNboAttrLogSa& above, AttributeId attribute);
+   /// Throws ProtocolException unless a peer may use this id for a new entity: one of its own, the
+   /// next one at most.
+   void requireCreatable(EntityId id) const;
+   bool isOwnId(EntityId id) const { return (id.second & 1) == ownSecond_; }
+   Ptr<In> const& in() const { return in_; }
+   /// The adapter's entity has another parent now, or goes.
+   void adapterLeft(Entity::FenNboAttrLogSa& adapter, bool gone);
    /// The flow has nothing left but references to entities that have no id yet.
    void flowOutWaits(Entity::FenNboAttrLogSa& adapter);
    void flowOutDel(Entity::FenNboAttrLogSa& adapter);
    /// True in the last round of a flush, when everything that could get an id has one.
    bool settling() const { return settling_; }
-   void syncModeIs(Entity::FenNboAttrLogSa& from, unsigned mode);
+   /// A peer has set the synchronisation mode of an entity: every channel that carries it hears.
+   void syncModeIs(Entity::FenNboAttrLogSa& from, std::uint32_t mode);
 
    Demuxer(Options const& options, bool isSource, User* user);
 
@@ -142,21 +150,30 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
  private:
    friend class Entity::FenNboAttrLogSa;
 
-   void receiveFrame(FrameKind kind);
-   void receiveMessage();
+   void receiveFrame(FrameKind kind, std::uint8_t const* payload, std::size_t bytes);
+   void receiveMessage(std::uint8_t const* payload, std::size_t bytes);
    void receiveOrphan();
    void receiveTransaction();
    void receiveSynchronised();
-   Ptr<Entity> rootPlaced(FenType const& type);
-   bool flushQueue(std::size_t budget);
-   void rootSend();
+   static void messageToGone();
+   void requireEnd(std::size_t left) const;
+   void detach(Entity::FenNboAttrLogSa& adapter);
+   Ptr<Entity> rootPlaced(Ptr<Entity> const& wanted, EntityWire const& wire);
+   Entity::FenNboAttrLogSa* adapterNamed(EntityId id) const;
+   void flushQueue();
+   void flushAdapter(Entity::FenNboAttrLogSa& adapter);
+   bool settleWanted() const;
    void settle();
+   void rootSend();
    void synchronisedSend();
+   bool synchronisedWanted() const;
+   void subtreeGone(Entity& entity);
    void rootGone();
    void wake();
-   EntityId idChecked(EntityId id) const;
+   void flowEnded(FlowOut& flow);
+   IdTable& tableOf(EntityId id) const { return isOwnId(id) ? *own_ : *peers_; }
 
-   struct Waiting;
+   struct Queues;
 
    Ptr<Out> out_;
    Ptr<In> in_;
@@ -170,15 +187,15 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
    FenType const* type_ = nullptr;
    Ptr<Entity> pendingRoot_;
    Entity::FenNboAttrLogSa* rootAdapter_ = nullptr;
-   std::unique_ptr<Waiting> waiting_;
+   std::unique_ptr<Queues> queues_;
    std::uint64_t flushEnd_ = ~std::uint64_t{0};
    std::uint64_t unknownEnums_ = 0;
+   std::uint32_t ownSecond_;
    bool const isSource_;
    bool const writable_;
    bool closed_ = false;
    bool synchronised_ = false;
    bool settling_ = false;
-   bool receiving_ = false;
 };
 
 /// All logs of the process that are open.

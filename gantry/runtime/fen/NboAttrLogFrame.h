@@ -92,6 +92,8 @@ enum class Refusal : std::uint8_t {
    unknownType,
    /// The root is not of the type that was asked for.
    wrongType,
+   /// A reference to an entity of another type than its attribute takes.
+   wrongEntity,
    /// An entity id that stands for another entity already.
    duplicateEntity,
    /// A message that has no place at this moment.
@@ -112,7 +114,7 @@ enum class Refusal : std::uint8_t {
 GANTRY_EXPORT char const* refusalName(Refusal refusal);
 
 /// A peer broke the rules of the log. Whoever reads the connection closes it with this reason.
-class GANTRY_EXPORT ProtocolException : public Exception {
+class GANTRY_EXPORT ProtocolException : public InternalException {
  public:
    ProtocolException(Refusal refusal, String8 text);
    ~ProtocolException() override;

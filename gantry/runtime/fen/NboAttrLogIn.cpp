@@ -1,4 +1,5 @@
 /// The refusals of the input.
+#include <gantry/runtime/fen/NboAttrLogDemuxer.h>
 #include <gantry/runtime/fen/NboAttrLogIn.h>
 
 namespace Fen {
@@ -15,6 +16,14 @@ void ByteConnection::In::wrongForm() const {
 namespace NboAttrLog {
 
 In::~In() = default;
+
+Ptr<Entity> In::nextAnyEntity(bool* gone) {
+   EntityId const id = nextEntityId();
+   if (!id || demuxer_ == nullptr) {
+      return nullptr;
+   }
+   return demuxer_->entityFor(id, gone);
+}
 
 void In::throwWrongType() { throw AttrLogEntityException("Entity is the wrong type"); }
 

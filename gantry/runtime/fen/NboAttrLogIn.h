@@ -124,6 +124,7 @@ class GANTRY_EXPORT In : public ByteConnection::In {
    explicit In(Demuxer* demuxer = nullptr) : demuxer_(demuxer) {}
    In(std::uint8_t* bytes, std::size_t count) : ByteConnection::In(bytes, count) {}
 
+   Demuxer* demuxer() const { return demuxer_; }
    EntityId nextEntityId() { return EntityId::of(nextU64()); }
    /// Writes an entity id over the one that was read at `position`.
    void entityIdOverwrite(std::size_t position, EntityId id) {

@@ -111,6 +111,8 @@ char const* refusalName(Refusal refusal) {
       return "unknown_type";
    case Refusal::wrongType:
       return "wrong_type";
+   case Refusal::wrongEntity:
+      return "wrong_entity";
    case Refusal::duplicateEntity:
       return "duplicate_entity";
    case Refusal::outOfOrder:
@@ -132,7 +134,7 @@ char const* refusalName(Refusal refusal) {
 }
 
 ProtocolException::ProtocolException(Refusal refusal, String8 text)
-   : Exception(Exception::Id::internal, text), refusal_(refusal) {}
+   : InternalException(text), refusal_(refusal) {}
 ProtocolException::~ProtocolException() = default;
 
 void refuse(Refusal refusal, String8 text) {

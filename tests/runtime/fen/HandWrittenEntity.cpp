@@ -35,9 +35,9 @@ constexpr Fen::AttrDesc portAttributes[] = {
 };
 constexpr Fen::ParameterDesc portParameters[] = {
    {"portName", "Fen::Name"}, {"kind", "Fen::String"}, {"slot", "Fen::String"}};
-constexpr Fen::TypeDesc portType = {"Sample::Port", Fen::TypeKind::entity, &Fen::Entity::_fwkType,
-                                    portAttributes, portParameters,        nullptr,
-                                    nullptr};
+constexpr Fen::TypeDesc portType = {
+   "Sample::Port", Fen::TypeKind::entity,  &Fen::Entity::_fwkType, portAttributes, portParameters,
+   nullptr,        Fen::entityWire<Port>()};
 
 } // namespace
 
@@ -170,13 +170,9 @@ constexpr Fen::AttrDesc chassisAttributes[] = {
    Fen::attrDesc<Chassis::FenPeerAttr>(),
 };
 constexpr Fen::ParameterDesc chassisParameters[] = {{"chassisName", "Fen::Name"}};
-constexpr Fen::TypeDesc chassisType = {"Sample::Chassis",
-                                       Fen::TypeKind::entity,
-                                       &Fen::Entity::_fwkType,
-                                       chassisAttributes,
-                                       chassisParameters,
-                                       &Fen::newEntityByName<Chassis>,
-                                       nullptr};
+constexpr Fen::TypeDesc chassisType = {
+   "Sample::Chassis", Fen::TypeKind::entity,          &Fen::Entity::_fwkType,    chassisAttributes,
+   chassisParameters, &Fen::newEntityByName<Chassis>, Fen::entityWire<Chassis>()};
 
 } // namespace
 
@@ -217,5 +213,8 @@ Chassis::Notifiee::~Notifiee() = default;
 Fen::Ptr<Chassis> Chassis::Notifiee::notifier() const {
    return Fen::Ptr<Chassis>(const_cast<Chassis*>(static_cast<Chassis const*>(fenNotifier())));
 }
+
+Port::FenNboAttrLogSa::~FenNboAttrLogSa() = default;
+Chassis::FenNboAttrLogSa::~FenNboAttrLogSa() = default;
 
 } // namespace Sample

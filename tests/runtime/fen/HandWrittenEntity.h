@@ -28,6 +28,7 @@ class Port : public Fen::Entity {
    static constexpr char const* fenFullTypeName = "Sample::Port";
    class NotifieeConst;
    class Notifiee;
+   class FenNboAttrLogSa;
 
    Port(Fen::Name const& portName, Fen::String8 const& kind, Fen::String8 const& slot);
 
@@ -46,6 +47,7 @@ class Port : public Fen::Entity {
    Fen::String8 attributeString(Fen::AttributeId id) const override;
 
    void fenParametersMatch(Fen::String8 const& kind, Fen::String8 const& slot) const;
+   auto fenParameters() const { return std::make_tuple(portName(), kind(), slot()); }
 
    struct FenSpeedAttr {
       using Owner = Port;
@@ -108,6 +110,7 @@ class Chassis : public Fen::Entity {
    static constexpr char const* fenFullTypeName = "Sample::Chassis";
    class NotifieeConst;
    class Notifiee;
+   class FenNboAttrLogSa;
 
    explicit Chassis(Fen::Name const& chassisName);
 
@@ -166,6 +169,7 @@ class Chassis : public Fen::Entity {
    Fen::String8 attributeString(Fen::AttributeId id) const override;
 
    void fenParametersMatch() const {}
+   auto fenParameters() const { return std::make_tuple(chassisName()); }
 
    struct FenUpAttr {
       using Owner = Chassis;
@@ -275,6 +279,88 @@ class Chassis::Notifiee : public Chassis::NotifieeConst {
    Notifiee();
    explicit Notifiee(Fen::Ptr<Chassis> const& notifier);
    ~Notifiee() override;
+};
+
+/// Streams a Port over the attribute log; the base does it all by the table of attributes.
+class Port::FenNboAttrLogSa : public Fen::Entity::FenNboAttrLogSa {
+ public:
+   using Fen::Entity::FenNboAttrLogSa::FenNboAttrLogSa;
+
+   void onSpeed() { attributeChanged(FenSpeedAttr::id); }
+   void onLabel() { attributeChanged(FenLabelAttr::id); }
+   bool fenHandleLabelSerialize() { return fenAttributeSerialize(FenLabelAttr::id); }
+
+   /// What a flow of this type holds back, by name.
+   class FlowOut : public Fen::NboAttrLog::FlowOutView {
+    public:
+      using Fen::NboAttrLog::FlowOutView::FlowOutView;
+      bool fenIsSpeedDirty() const { return isDirty(FenSpeedAttr::id); }
+      void fenIsSpeedDirtyIs(bool dirty) { dirtyIs(FenSpeedAttr::id, dirty); }
+      bool fenIsLabelDirty() const { return isDirty(FenLabelAttr::id); }
+      void fenIsLabelDirtyIs(bool dirty) { dirtyIs(FenLabelAttr::id, dirty); }
+   };
+
+ protected:
+   ~FenNboAttrLogSa() override;
+};
+
+class Chassis::FenNboAttrLogSa : public Fen::Entity::FenNboAttrLogSa {
+ public:
+   using Fen::Entity::FenNboAttrLogSa::FenNboAttrLogSa;
+
+   void onUp() { attributeChanged(FenUpAttr::id); }
+   void onPrimary() { attributeChanged(FenPrimaryAttr::id); }
+   void onConsole() { attributeChanged(FenConsoleAttr::id); }
+   Fen::Ptr<Fen::Entity::FenNboAttrLogSa>
+   consoleNboAttrLogAdapter(Fen::Ptr<Port> const& member) const {
+      return fenMemberAdapter(member);
+   }
+   void onPort(Fen::Name key) { attributeChanged(FenPortAttr::id, &key); }
+   bool fenHandlePortSerializeColl() { return fenAttributeSerialize(FenPortAttr::id); }
+   void fenHandlePortSerializeSing(Fen::Name key, Fen::Ptr<Port> const&, bool) { onPort(key); }
+   Fen::Ptr<Fen::Entity::FenNboAttrLogSa>
+   portNboAttrLogAdapter(Fen::Ptr<Port> const& member) const {
+      return fenMemberAdapter(member);
+   }
+   Fen::Ptr<Fen::Entity::FenNboAttrLogSa> portNboAttrLogAdapterIs(Fen::Ptr<Port> const& member) {
+      Fen::Name const key(member->fwkKey());
+      return fenMemberAdapterIs(FenPortAttr::id, member, &key);
+   }
+   void portNboAttrLogAdapterDel(Fen::Ptr<Port> const& member) { fenMemberAdapterDel(member); }
+   void onAllowed(Fen::String8 key) { attributeChanged(FenAllowedAttr::id, &key); }
+   bool fenHandleAllowedSerializeColl() { return fenAttributeSerialize(FenAllowedAttr::id); }
+   void fenHandleAllowedSerializeSing(Fen::String8 key, bool, bool) { onAllowed(key); }
+   void onPeer(std::uint32_t key) { attributeChanged(FenPeerAttr::id, &key); }
+   bool fenHandlePeerSerializeColl() { return fenAttributeSerialize(FenPeerAttr::id); }
+   void fenHandlePeerSerializeSing(std::uint32_t key, Fen::Ptr<Port const> const&, bool) {
+      onPeer(key);
+   }
+
+   class FlowOut : public Fen::NboAttrLog::FlowOutView {
+    public:
+      using Fen::NboAttrLog::FlowOutView::FlowOutView;
+      bool fenIsUpDirty() const { return isDirty(FenUpAttr::id); }
+      void fenIsUpDirtyIs(bool dirty) { dirtyIs(FenUpAttr::id, dirty); }
+      bool fenIsPrimaryDirty() const { return isDirty(FenPrimaryAttr::id); }
+      void fenIsPrimaryDirtyIs(bool dirty) { dirtyIs(FenPrimaryAttr::id, dirty); }
+      bool fenIsConsoleDirty() const { return isDirty(FenConsoleAttr::id); }
+      void fenIsConsoleDirtyIs(bool dirty) { dirtyIs(FenConsoleAttr::id, dirty); }
+      bool fenPortHasSynced() const { return hasSynced(FenPortAttr::id); }
+      bool fenIsPortDirty(Fen::Name key) const {
+         return isKeyDirty<Fen::Name>(FenPortAttr::id, key);
+      }
+      bool fenAllowedHasSynced() const { return hasSynced(FenAllowedAttr::id); }
+      bool fenIsAllowedDirty(Fen::String8 key) const {
+         return isKeyDirty<Fen::String8>(FenAllowedAttr::id, key);
+      }
+      bool fenPeerHasSynced() const { return hasSynced(FenPeerAttr::id); }
+      bool fenIsPeerDirty(std::uint32_t key) const {
+         return isKeyDirty<std::uint32_t>(FenPeerAttr::id, key);
+      }
+   };
+
+ protected:
+   ~FenNboAttrLogSa() override;
 };
 
 } // namespace Sample
