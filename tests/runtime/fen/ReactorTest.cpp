@@ -186,7 +186,7 @@ TEST_F(ReactorTest, WeakReactorsComeAndGoInAnyOrder) {
    EXPECT_EQ(log, (Log{"0 speed 3", "3 speed 3", "6 speed 3", "9 speed 3", "4 speed 3"}));
    port = nullptr;
    EXPECT_EQ(all[7]->notifier(), other);
-   for (std::size_t const gone : {0, 2, 3, 4, 5, 6, 8, 9, 10}) {
+   for (std::size_t const gone : {0u, 2u, 3u, 4u, 5u, 6u, 8u, 9u, 10u}) {
       EXPECT_FALSE(all[gone]->notifier()) << gone;
    }
 }
