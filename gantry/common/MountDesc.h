@@ -44,6 +44,12 @@ class GANTRY_EXPORT MountDesc {
    Fen::String8 serviceName_;
 };
 
+/// The log form: the five texts in their order.
+GANTRY_EXPORT void operator<<(Fen::NboAttrLog::Out& out, MountDesc const& description);
+GANTRY_EXPORT void operator>>(Fen::NboAttrLog::In& in, MountDesc& description);
+/// The memory of the texts, for limits on what a peer may send.
+GANTRY_EXPORT std::size_t fenHeldBytes(MountDesc const& description);
+
 } // namespace Controller
 
 template <>

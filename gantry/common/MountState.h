@@ -31,6 +31,10 @@ GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, MountState const& stat
 GANTRY_EXPORT MountState MountStateInstance(unsigned int number);
 GANTRY_EXPORT MountState MountStateInstance(Fen::String8 const& text);
 GANTRY_EXPORT Fen::FenType* _fwkType_MountState();
+/// The value with this number, for the attribute log, which finds it by the type.
+inline MountState fenInstance(unsigned int number, MountState const*) {
+   return MountStateInstance(number);
+}
 
 } // namespace Controller
 

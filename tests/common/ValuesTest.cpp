@@ -5,6 +5,7 @@
 #include <gantry/common/SystemId.h>
 #include <gantry/runtime/fen/FenType.h>
 #include <gantry/runtime/fen/HashMap.h>
+#include <gantry/runtime/fen/NboAttrLogForm.h>
 
 #include <gtest/gtest.h>
 
@@ -120,6 +121,42 @@ TEST(ConnectionConfigTest, EachSetterTellsOnce) {
    EXPECT_EQ(config->srcIp().stringValue(), "10.0.0.2");
    EXPECT_EQ(config->attributeString(259), "ip");
    EXPECT_EQ(config->attributeString(263), "srcIp");
+}
+
+/// Writes a value to a log, compares the bytes, and reads it back.
+template <class T>
+T throughTheLog(T const& value, std::string const& bytes) {
+   auto const buffer = Fen::makePtr<Fen::Connection::Out>();
+   auto const out = Fen::makePtr<Fen::NboAttrLog::Out>(buffer, 1u, nullptr);
+   buffer->frameBegin(Fen::NboAttrLog::FrameKind::message, 1);
+   Fen::NboAttrLog::LogForm<T>::put(*out, value);
+   buffer->frameEnd();
+   auto const written = buffer->pending().subspan(Fen::NboAttrLog::frameHeaderBytes);
+   std::vector<std::uint8_t> copy(written.begin(), written.end());
+   EXPECT_EQ(std::string(copy.begin(), copy.end()), bytes);
+   auto const in = Fen::makePtr<Fen::NboAttrLog::In>(copy.data(), copy.size());
+   T const read = Fen::NboAttrLog::LogForm<T>::take(*in);
+   EXPECT_EQ(in->left(), 0u);
+   return read;
+}
+
+std::string text(std::string const& value) {
+   return std::string("\0\0\0", 3) + static_cast<char>(value.size()) + value;
+}
+
+TEST(LogFormTest, Values) {
+   Nimet::IpAddr const ip("10.1.2.3");
+   EXPECT_EQ(throughTheLog(ip, "\x0a\x01\x02\x03"), ip);
+   SystemId const id("02:01:03:04:05:06");
+   EXPECT_EQ(throughTheLog(id, "\x02\x01\x03\x04\x05\x06"), id);
+   EXPECT_EQ(throughTheLog(mountStateFailed, std::string("\0\0\0\x03", 4)), mountStateFailed);
+   // A state that only a newer peer knows passes through as it came.
+   auto const newer = static_cast<MountState>(9);
+   EXPECT_EQ(throughTheLog(newer, std::string("\0\0\0\x09", 4)), newer);
+   MountDesc const description("a", "bc", "T", "rt", "");
+   EXPECT_EQ(throughTheLog(description, text("a") + text("bc") + text("T") + text("rt") + text("")),
+             description);
+   EXPECT_GT(fenHeldBytes(description), fenHeldBytes(MountDesc()));
 }
 
 } // namespace

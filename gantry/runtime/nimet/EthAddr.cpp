@@ -1,5 +1,7 @@
 /// Text, hash and type of an Ethernet address.
 #include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/NboAttrLogIn.h>
+#include <gantry/runtime/fen/NboAttrLogOut.h>
 #include <gantry/runtime/nimet/EthAddr.h>
 
 #include <bit>
@@ -78,6 +80,19 @@ std::ostream& operator<<(std::ostream& out, EthAddr const& address) {
 
 Fen::String8 valueToStrep(EthAddr const& address) {
    return Fen::valueToStrep(address.stringValue());
+}
+
+void operator<<(Fen::NboAttrLog::Out& out, EthAddr const& address) {
+   EthAddr::Bytes const bytes = address.bytes();
+   out.bytes().putBytes(bytes.data(), bytes.size());
+}
+
+void operator>>(Fen::NboAttrLog::In& in, EthAddr& address) {
+   EthAddr::Bytes bytes;
+   for (std::uint8_t& byte : bytes) {
+      byte = in.nextU8();
+   }
+   address = EthAddr(bytes);
 }
 
 } // namespace Nimet

@@ -49,6 +49,9 @@ static_assert(sizeof(EthAddr) == 6);
 /// The text form.
 GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, EthAddr const& address);
 GANTRY_EXPORT Fen::String8 valueToStrep(EthAddr const& address);
+/// The log form: the six bytes in their order.
+GANTRY_EXPORT void operator<<(Fen::NboAttrLog::Out& out, EthAddr const& address);
+GANTRY_EXPORT void operator>>(Fen::NboAttrLog::In& in, EthAddr& address);
 
 } // namespace Nimet
 

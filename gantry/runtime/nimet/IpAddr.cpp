@@ -1,5 +1,7 @@
 /// Text and type of an IPv4 address.
 #include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/NboAttrLogIn.h>
+#include <gantry/runtime/fen/NboAttrLogOut.h>
 #include <gantry/runtime/nimet/IpAddr.h>
 
 #include <arpa/inet.h>
@@ -53,6 +55,14 @@ std::ostream& operator<<(std::ostream& out, IpAddr const& address) {
 
 Fen::String8 valueToStrep(IpAddr const& address) {
    return Fen::valueToStrep(address.stringValue());
+}
+
+void operator<<(Fen::NboAttrLog::Out& out, IpAddr const& address) {
+   out << ntohl(address.networkOrderValue());
+}
+
+void operator>>(Fen::NboAttrLog::In& in, IpAddr& address) {
+   address = IpAddr::fromNetworkOrder(htonl(in.nextU32()));
 }
 
 } // namespace Nimet

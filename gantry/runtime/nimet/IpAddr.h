@@ -40,6 +40,9 @@ class GANTRY_EXPORT IpAddr {
 /// The dotted text.
 GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, IpAddr const& address);
 GANTRY_EXPORT Fen::String8 valueToStrep(IpAddr const& address);
+/// The log form: the four bytes in network order.
+GANTRY_EXPORT void operator<<(Fen::NboAttrLog::Out& out, IpAddr const& address);
+GANTRY_EXPORT void operator>>(Fen::NboAttrLog::In& in, IpAddr& address);
 
 } // namespace Nimet
 
