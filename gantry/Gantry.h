@@ -19,6 +19,8 @@
 #include <gantry/runtime/cairn/MountStatus.h>
 #include <gantry/runtime/cairn/Mounter.h>
 #include <gantry/runtime/cairn/RemoteUnmounter.h>
+#include <gantry/runtime/cairn/Server.h>
+#include <gantry/runtime/cairn/TcpConfig.h>
 #include <gantry/runtime/fen/ActivityLoop.h>
 #include <gantry/runtime/fen/Assert.h>
 #include <gantry/runtime/fen/AttrView.h>

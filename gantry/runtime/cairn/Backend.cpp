@@ -1,5 +1,6 @@
 /// The process's backend.
 #include <gantry/runtime/cairn/Backend.h>
+#include <gantry/runtime/cairn/TcpBackend.h>
 
 namespace Cairn {
 
@@ -10,8 +11,6 @@ Fen::Ptr<Backend>& current() {
    static auto* const theBackend = new Fen::Ptr<Backend>;
    return *theBackend;
 }
-
-class IdleBackend : public Backend {};
 
 } // namespace
 
@@ -25,7 +24,7 @@ void Backend::handleCall(EntityManager const&, ClientCall, MountGroup const*) {}
 
 Fen::Ptr<Backend> backend() {
    if (!current()) {
-      current() = Fen::makePtr<IdleBackend>();
+      current() = Fen::makePtr<TcpBackend>();
    }
    return current();
 }
