@@ -85,12 +85,14 @@ Out::~Out() = default;
 
 void Out::nextHeaderIs(MsgHeader const& header) {
    bytes_->frameBegin(FrameKind::message, channel_);
-   *this << header.entityId;
-   *this << header.attributeId;
-   *this << header.firstFlag;
-   *this << header.reservedWord;
-   *this << header.recordKind;
-   *this << header.lastFlag;
+   std::uint8_t* const at = bytes_->room(messageHeaderBytes);
+   storeBig64(at, header.entityId.number());
+   storeBig32(at + 8, static_cast<std::uint32_t>(header.attributeId));
+   at[12] = header.firstFlag;
+   storeBig32(at + 13, header.reservedWord);
+   storeBig32(at + 17, header.recordKind);
+   at[21] = header.lastFlag;
+   bytes_->stored(messageHeaderBytes);
 }
 
 char const* refusalName(Refusal refusal) {
