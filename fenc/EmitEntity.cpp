@@ -19,6 +19,9 @@ class EntityHeader {
       out_.line("static constexpr char const* fenFullTypeName = " + quoted(type_.cppName) + ";");
       out_.line("class NotifieeConst;");
       out_.line("class Notifiee;");
+      if (travels(type_)) {
+         out_.line("class FenNboAttrLogSa;");
+      }
       for (auto const& nested : type_.nested) {
          emitEnumeration(out_, *nested);
          emitEnumerationMembers(out_, *nested);
@@ -36,9 +39,8 @@ class EntityHeader {
       out_.line("static Fen::FenType* _fwkType();");
       out_.line("Fen::FenType* fwkType() const override;");
       out_.line("Fen::String8 attributeString(Fen::AttributeId id) const override;");
-      if (type_.base == nullptr) {
-         out_.line(std::string("bool fenHasAttrLogInterface() const override { return ") +
-                   (type_.isLocal ? "false; }" : "true; }"));
+      if (travels(type_)) {
+         emitParameters(out_, type_);
       }
       match();
       for (auto const& attribute : type_.attributes) {
@@ -59,6 +61,9 @@ class EntityHeader {
       }
       out_.close("};");
       notifiees();
+      if (travels(type_)) {
+         emitAdapter(out_, type_);
+      }
    }
 
  private:

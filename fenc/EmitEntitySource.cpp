@@ -27,6 +27,9 @@ class EntitySource {
       }
       emitTables(out_, type_);
       notifiees();
+      if (travels(type_)) {
+         emitAdapterSource(out_, type_);
+      }
    }
 
  private:

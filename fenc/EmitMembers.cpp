@@ -330,7 +330,7 @@ void emitTables(EmitText& out, Type const& type) {
    out.line("   " + attributes + ",");
    out.line("   " + parameters + ",");
    out.line(byName ? "   &Fen::newEntityByName<" + name + ">," : "   nullptr,");
-   out.line("   nullptr};");
+   out.line(travels(type) ? "   Fen::entityWire<" + name + ">()};" : "   nullptr};");
    out.gap();
    out.line("} // namespace");
    out.gap();

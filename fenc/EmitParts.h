@@ -49,6 +49,15 @@ bool isCompleteBefore(Type const& type, Type const& user);
 /// `defines` the definition.
 void emitMemberKey(EmitText& out, Attribute const& holder, bool defines);
 
+// What makes an entity travel (EmitAdapter.cpp).
+
+/// Whether entities of the type have an attribute log.
+bool travels(Type const& entity);
+void emitAdapter(EmitText& out, Type const& type);
+void emitAdapterSource(EmitText& out, Type const& type);
+/// The constructor's parameters of an entity, to be sent and compared.
+void emitParameters(EmitText& out, Type const& type);
+
 // Machines and their reactors (EmitMachine.cpp, EmitMachineSource.cpp, EmitReactorSource.cpp).
 
 /// What one notification does in a reactor.

@@ -92,6 +92,7 @@ void includes(EmitText& out, Module const& module) {
    if (holds(module, TypeKind::entity) || holds(module, TypeKind::machine)) {
       lines.insert({"<gantry/runtime/fen/Attribute.h>", "<gantry/runtime/fen/Dir.h>",
                     "<gantry/runtime/fen/MemberIterator.h>",
+                    "<gantry/runtime/fen/NboAttrLogFlow.h>",
                     "<gantry/runtime/fen/RecordMember.h>"});
    }
    if (holds(module, TypeKind::machine)) {
@@ -115,6 +116,9 @@ void includes(EmitText& out, Module const& module) {
    out.gap();
    out.line("#include <cstdint>");
    out.line("#include <iosfwd>");
+   if (holds(module, TypeKind::entity)) {
+      out.line("#include <tuple>");
+   }
 }
 
 void forwardDeclarations(EmitText& out, Module const& module) {
