@@ -8,6 +8,7 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -20,6 +21,18 @@ struct Ratio {
    std::string of;
    /// Empty for a goal in nanoseconds.
    std::string to;
+   double goal;
+};
+
+/// How a time grows with a size: the exponent, by least squares over the three largest sizes.
+struct Slope {
+   struct Point {
+      double size;
+      std::string of;
+   };
+   std::string what;
+   /// In order of size.
+   std::vector<Point> points;
    double goal;
 };
 
@@ -56,7 +69,30 @@ class KeepingReporter : public benchmark::ConsoleReporter {
    std::map<std::string, std::vector<double>> times_;
 };
 
-inline int runWithRatios(int argc, char** argv, std::vector<Ratio> const& ratios) {
+/// The exponent; 0 when a size did not run.
+inline double exponent(Slope const& slope, KeepingReporter const& reporter) {
+   std::size_t const count = std::min<std::size_t>(slope.points.size(), 3);
+   double x = 0;
+   double y = 0;
+   double xx = 0;
+   double xy = 0;
+   for (std::size_t i = slope.points.size() - count; i < slope.points.size(); ++i) {
+      double const time = reporter.median(slope.points[i].of);
+      if (time <= 0) {
+         return 0;
+      }
+      double const logSize = std::log(slope.points[i].size);
+      x += logSize;
+      y += std::log(time);
+      xx += logSize * logSize;
+      xy += logSize * std::log(time);
+   }
+   double const n = static_cast<double>(count);
+   return (n * xy - x * y) / (n * xx - x * x);
+}
+
+inline int runWithRatios(int argc, char** argv, std::vector<Ratio> const& ratios,
+                         std::vector<Slope> const& slopes = {}) {
    std::vector<char*> arguments(argv, argv + argc);
    std::string defaults[] = {"--benchmark_repetitions=9", "--benchmark_min_time=0.05",
                              "--benchmark_enable_random_interleaving=true"};
@@ -79,6 +115,13 @@ inline int runWithRatios(int argc, char** argv, std::vector<Ratio> const& ratios
          std::printf("%-44s %8.3f%s  goal %.3g: %s\n", ratio.what.c_str(), of / to,
                      ratio.to.empty() ? " ns" : "   ", ratio.goal,
                      of / to <= ratio.goal ? "met" : "MISSED");
+      }
+   }
+   for (Slope const& slope : slopes) {
+      double const found = exponent(slope, reporter);
+      if (found > 0) {
+         std::printf("%-44s %8.3f     goal %.3g: %s\n", ("slope of " + slope.what).c_str(), found,
+                     slope.goal, found <= slope.goal ? "met" : "MISSED");
       }
    }
    return 0;
