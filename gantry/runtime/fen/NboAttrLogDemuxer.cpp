@@ -21,7 +21,7 @@ using Adapter = Entity::FenNboAttrLogSa;
 Demuxer::Demuxer(Options const& options, bool isSource, User* user)
    : out_(makePtr<Out>(options.out, options.channel, this)), in_(makePtr<In>(this)),
      budget_(options.budget), limits_(options.limits), user_(user),
-     own_(std::make_unique<IdTable>()), peers_(std::make_unique<IdTable>()),
+     adapters_(std::make_unique<AdapterTable>()), own_(std::make_unique<IdTable>()), peers_(std::make_unique<IdTable>()),
      queues_(std::make_unique<Queues>()), ownSecond_(isSource ? 0 : 1), isSource_(isSource),
      writable_(options.writable) {
    FEN_ASSERT(options.out && options.channel <= largestChannel, "a log has an output");
@@ -73,6 +73,7 @@ void Demuxer::close() {
       table->forEach([this](Adapter& adapter) { detach(adapter); });
       table->clear();
    }
+   adapters_->clear();
    queues_ = std::make_unique<Queues>();
 }
 
@@ -98,6 +99,22 @@ void Demuxer::unknownEnumsInc(unsigned count) { unknownEnums_ += count; }
 EntityId Demuxer::nextOwnId() const { return {own_->highest() + 1, ownSecond_}; }
 
 Adapter* Demuxer::adapterFor(EntityId id) const { return tableOf(id).find(id.first); }
+
+Adapter* Demuxer::adapterOf(Entity const& entity) const {
+   std::size_t walked = 0;
+   for (auto* each = entity.fenNotifiees().head(); each != nullptr; each = each->fwkLrNext()) {
+      if (walked++ == AdapterTable::nearNotifiees) {
+         return adapters_->find(entity);
+      }
+      if (each->isGenericNotifiee() && each->isStreamAdapter()) {
+         auto* const adapter = static_cast<Adapter*>(each);
+         if (adapter->demuxer_ == this) {
+            return adapter;
+         }
+      }
+   }
+   return nullptr;
+}
 
 Ptr<Entity> Demuxer::entityFor(EntityId id, bool* gone) const {
    Adapter const* const adapter = adapterNamed(id);
@@ -146,6 +163,9 @@ Ptr<Adapter> Demuxer::adapterIs(Ptr<Entity> const& entity, EntityId id, Adapter*
    Ptr<Adapter> const adapter = EntityWire::of(*entity)->newAdapter(
       {entity, *this, id, marks, above != nullptr ? above->depth_ + 1u : 1u});
    tableOf(id).bind(id.first, adapter);
+   if (entity->fenNotifiees().size() >= AdapterTable::nearNotifiees) {
+      adapters_->put(*entity, *adapter);
+   }
    adapter->isRegisteredNotifieeIs(true);
    ++queues_->idsGiven;
    if (!queues_->waiting.empty()) {
@@ -157,6 +177,7 @@ Ptr<Adapter> Demuxer::adapterIs(Ptr<Entity> const& entity, EntityId id, Adapter*
 void Demuxer::adapterDel(Adapter& adapter) {
    Ptr<Adapter> const kept(&adapter);
    adapter.flowInEnd();
+   adapters_->erase(adapter.watched());
    tableOf(adapter.entityId_).unbind(adapter.entityId_.first);
    if (adapter.alias_) {
       peers_->unbind(adapter.alias_.first);

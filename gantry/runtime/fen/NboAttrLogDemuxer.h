@@ -28,6 +28,7 @@ namespace NboAttrLog {
 
 class FlowIn;
 class FlowOut;
+class AdapterTable;
 class IdTable;
 
 class GANTRY_EXPORT Demuxer : public PtrInterface {
@@ -102,6 +103,8 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
    Ptr<Entity> entityFor(EntityId id, bool* gone) const;
    /// The adapter with that id, null for one that has gone or never was.
    Entity::FenNboAttrLogSa* adapterFor(EntityId id) const;
+   /// The adapter of that entity on this channel, null when it has none.
+   Entity::FenNboAttrLogSa* adapterOf(Entity const& entity) const;
 
    // ---- for adapters -----------------------------------------------------------------------
 
@@ -180,6 +183,7 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
    Ptr<TreeBudget> budget_;
    Limits limits_;
    User* user_;
+   std::unique_ptr<AdapterTable> adapters_;
    std::unique_ptr<IdTable> own_;
    std::unique_ptr<IdTable> peers_;
    Ptr<Dir> directory_;

@@ -84,6 +84,98 @@ class IdTable {
    std::size_t size_ = 0;
 };
 
+/// The adapters of entities that have many notifiees, by entity. An adapter that was among an
+/// entity's first notifiees is found there, since its place in that list only ever moves forward;
+/// asking all of them would cost as much as there are channels that carry the entity, for each
+/// channel. Order is never asked for, so what depends on addresses stays inside.
+class AdapterTable {
+ public:
+   using Adapter = Entity::FenNboAttrLogSa;
+   /// How many of an entity's notifiees are asked before this table is.
+   static constexpr std::size_t nearNotifiees = 4;
+
+   Adapter* find(Entity const& entity) const {
+      for (std::size_t at = home(entity); used_ != 0; at = (at + 1) & mask()) {
+         if (places_[at].entity == &entity) {
+            return places_[at].adapter;
+         }
+         if (places_[at].entity == nullptr) {
+            return nullptr;
+         }
+      }
+      return nullptr;
+   }
+   /// The entity must not be there.
+   void put(Entity const& entity, Adapter& adapter) {
+      if (places_.size() * 3 <= (used_ + 1) * 4) {
+         grow();
+      }
+      putPlace({&entity, &adapter});
+      ++used_;
+   }
+   void erase(Entity const& entity) {
+      if (used_ == 0) {
+         return;
+      }
+      std::size_t hole = home(entity);
+      while (places_[hole].entity != &entity) {
+         if (places_[hole].entity == nullptr) {
+            return;
+         }
+         hole = (hole + 1) & mask();
+      }
+      // Whoever was pushed past the hole moves back, so that no search ends before its goal.
+      for (std::size_t at = (hole + 1) & mask(); places_[at].entity != nullptr;
+           at = (at + 1) & mask()) {
+         std::size_t const pushed = (at - home(*places_[at].entity)) & mask();
+         if (pushed >= ((at - hole) & mask())) {
+            places_[hole] = places_[at];
+            hole = at;
+         }
+      }
+      places_[hole] = {};
+      --used_;
+   }
+   void clear() {
+      places_ = {};
+      used_ = 0;
+   }
+
+ private:
+   struct Place {
+      Entity const* entity = nullptr;
+      Adapter* adapter = nullptr;
+   };
+   static constexpr std::size_t smallest = 4;
+
+   std::size_t mask() const { return places_.size() - 1; }
+   std::size_t home(Entity const& entity) const {
+      // The golden ratio's multiples spread addresses, whose low bits are all alike.
+      std::uint64_t const spread =
+         reinterpret_cast<std::uintptr_t>(&entity) * std::uint64_t{0x9e3779b97f4a7c15};
+      return static_cast<std::size_t>(spread >> 32) & mask();
+   }
+   void putPlace(Place const& place) {
+      std::size_t at = home(*place.entity);
+      while (places_[at].entity != nullptr) {
+         at = (at + 1) & mask();
+      }
+      places_[at] = place;
+   }
+   void grow() {
+      std::vector<Place> const old = std::move(places_);
+      places_ = std::vector<Place>(std::max(smallest, old.size() * 2));
+      for (Place const& place : old) {
+         if (place.entity != nullptr) {
+            putPlace(place);
+         }
+      }
+   }
+
+   std::vector<Place> places_;
+   std::size_t used_ = 0;
+};
+
 struct Demuxer::Queues {
    using Adapter = Entity::FenNboAttrLogSa;
    static constexpr std::uint64_t never = ~std::uint64_t{0};

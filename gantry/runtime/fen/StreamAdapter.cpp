@@ -350,15 +350,7 @@ bool Adapter::fenTextSerialize(AttributeId id, String8 const& text) {
 // ---- other adapters --------------------------------------------------------------------------
 
 Adapter* Adapter::fenAdapterOn(Entity const& target, NboAttrLog::Demuxer const* demuxer) {
-   for (auto* each = target.fenNotifiees().head(); each != nullptr; each = each->fwkLrNext()) {
-      if (each->isGenericNotifiee() && each->isStreamAdapter()) {
-         auto* const adapter = static_cast<Adapter*>(each);
-         if (adapter->demuxer_ == demuxer) {
-            return adapter;
-         }
-      }
-   }
-   return nullptr;
+   return demuxer != nullptr ? demuxer->adapterOf(target) : nullptr;
 }
 
 EntityId Adapter::fenEntityId(Entity const& target) const {
