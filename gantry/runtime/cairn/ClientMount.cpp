@@ -5,8 +5,29 @@
 #include <gantry/runtime/fen/FenType.h>
 
 #include <string>
+#include <unordered_set>
 
 namespace Cairn {
+
+namespace {
+
+/// The places of all mounts that have begun and not ended: with many mounts, comparing each with
+/// all others would cost the most. The texts are the mounts' own.
+std::unordered_set<std::string_view>& takenTargets() {
+   // Never destroyed: mounts may end until the last code has run.
+   static auto* const targets = new std::unordered_set<std::string_view>;
+   return *targets;
+}
+
+Fen::String8 pathOf(std::vector<Fen::Name> const& names) {
+   std::string path;
+   for (Fen::Name const& each : names) {
+      path += "/" + each.str();
+   }
+   return path;
+}
+
+} // namespace
 
 class ClientMount::Timeout : public Fen::Clock::Notifiee {
  public:
@@ -27,15 +48,30 @@ class ClientMount::Timeout : public Fen::Clock::Notifiee {
 };
 
 ClientMount::ClientMount(Wish const& wish, User* user)
-   : wish_(wish), user_(user), timeout_(Fen::makePtr<Timeout>(this)), retriesLeft_(wish.retries) {}
+   : wish_(wish), targetPath_(pathOf(wish.target)), user_(user),
+     timeout_(Fen::makePtr<Timeout>(this)), retriesLeft_(wish.retries) {}
 
-ClientMount::~ClientMount() { timeout_->mountDel(); }
+ClientMount::~ClientMount() {
+   targetRelease();
+   timeout_->mountDel();
+}
+
+bool ClientMount::targetInUse(Fen::String8 const& path) {
+   return takenTargets().contains(path.view());
+}
+
+void ClientMount::targetRelease() {
+   if (std::exchange(targetTaken_, false)) {
+      takenTargets().erase(targetPath_.view());
+   }
+}
 
 void ClientMount::linkIs(Fen::Ptr<Link> const& link) {
    if (ended_) {
       return;
    }
    link_ = link;
+   targetTaken_ = takenTargets().insert(targetPath_.view()).second;
    armTimeout();
    link->mountIs(Fen::Ptr<ClientMount>(this));
 }
@@ -95,14 +131,6 @@ Fen::Ptr<Fen::Dir> ClientMount::targetDirectory(Fen::String8& trouble) const {
    return directory;
 }
 
-Fen::String8 ClientMount::targetPath() const {
-   std::string path;
-   for (Fen::Name const& each : wish_.target) {
-      path += "/" + each.str();
-   }
-   return path;
-}
-
 void ClientMount::handleSynchronised(Fen::NboAttrLog::Demuxer&) {
    mounted_ = true;
    retriesLeft_ = wish_.retries;
@@ -159,6 +187,7 @@ void ClientMount::rememberRoot() {
 void ClientMount::leave(Ending const& ending) {
    ended_ = true;
    mounted_ = false;
+   targetRelease();
    timeout_->timeMinIs(Fen::never);
    if (session() != nullptr) {
       session()->channelDel(*this, ending);

@@ -41,9 +41,12 @@ class GANTRY_EXPORT ClientMount : public Channel {
    /// Takes the local copy out of the tree, if it is still the one that this mount made or adopted.
    void localCopyDel();
 
+   /// Whether a mount that has begun and not ended stands at that place, of whatever manager.
+   static bool targetInUse(Fen::String8 const& path);
+
    bool isEnded() const { return ended_; }
    bool isMounted() const { return mounted_; }
-   Fen::String8 targetPath() const;
+   Fen::String8 const& targetPath() const { return targetPath_; }
 
    // ---- for the link -----------------------------------------------------------------------
 
@@ -67,11 +70,13 @@ class GANTRY_EXPORT ClientMount : public Channel {
    void fail(Ending const& ending);
    void leave(Ending const& ending);
    void rememberRoot();
+   void targetRelease();
    void armTimeout();
    void handleTimeout();
    Fen::Ptr<Fen::Dir> targetDirectory(Fen::String8& trouble) const;
 
    Wish const wish_;
+   Fen::String8 const targetPath_;
    User* user_;
    Fen::Ptr<Link> link_;
    Fen::Ptr<Timeout> timeout_;
@@ -79,6 +84,7 @@ class GANTRY_EXPORT ClientMount : public Channel {
    /// The local copy while no log stands for it.
    Fen::Ptr<Fen::Entity> root_;
    Fen::String8 lastTrouble_;
+   bool targetTaken_ = false;
    bool mounted_ = false;
    bool ended_ = false;
 };

@@ -67,7 +67,7 @@ void ManagerWork::groupIs(Fen::Ptr<MountGroup> const& group) {
       ClientMount::Wish wish;
       Ending ending = wishOf(mount, wish);
       auto const made = Fen::makePtr<ClientMount>(wish, this);
-      if (ending.status == mountStatusSuccess && user_->targetInUse(made->targetPath())) {
+      if (ending.status == mountStatusSuccess && ClientMount::targetInUse(made->targetPath())) {
          ending = {mountStatusTargetUnusable,
                    made->targetPath() + " is the place of another mount already"};
       }
@@ -175,17 +175,6 @@ void ManagerWork::managerDel() {
       // Not here: the manager may be going from inside a reactor on the very tree.
       user_->later().workIs([self] { self->localCopiesDel(); });
    }
-}
-
-bool ManagerWork::holdsTarget(Fen::String8 const& path) const {
-   for (std::unique_ptr<Group> const& group : groups_) {
-      for (Fen::Ptr<ClientMount> const& mount : group->mounts) {
-         if (!mount->isEnded() && mount->targetPath() == path) {
-            return true;
-         }
-      }
-   }
-   return false;
 }
 
 } // namespace Cairn

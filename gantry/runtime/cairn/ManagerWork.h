@@ -15,8 +15,6 @@ class ManagerWork : public Fen::PtrInterface, public ClientMount::User {
    class User {
     public:
       virtual Fen::Ptr<Link> linkTo(EntityManager const& manager) = 0;
-      /// Whether another manager's mount stands at that place already.
-      virtual bool targetInUse(Fen::String8 path) const = 0;
       virtual Later& later() = 0;
 
     protected:
@@ -30,7 +28,6 @@ class ManagerWork : public Fen::PtrInterface, public ClientMount::User {
    /// The manager is going: the mounts end, nothing is told any more. An unmount that was still to
    /// remove the local copy does so.
    void managerDel();
-   bool holdsTarget(Fen::String8 const& path) const;
 
  protected:
    ~ManagerWork() override;

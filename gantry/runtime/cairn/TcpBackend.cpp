@@ -67,15 +67,6 @@ Fen::Ptr<Link> TcpBackend::linkTo(EntityManager const& manager) {
    return link;
 }
 
-bool TcpBackend::targetInUse(Fen::String8 path) const {
-   for (auto const& [manager, work] : works_) {
-      if (work->holdsTarget(path)) {
-         return true;
-      }
-   }
-   return false;
-}
-
 void TcpBackend::handleLinkIdle(Link& link) {
    auto const found = links_.find(link.key());
    if (found != links_.end() && found->second == &link) {

@@ -26,7 +26,6 @@ class TcpBackend : public Backend, public Link::User, public ManagerWork::User {
  private:
    Fen::Ptr<ManagerWork> workOf(EntityManager& manager);
    Fen::Ptr<Link> linkTo(EntityManager const& manager) override;
-   bool targetInUse(Fen::String8 path) const override;
    Later& later() override { return *later_; }
    void handleLinkIdle(Link& link) override;
    double waitFraction() override;
