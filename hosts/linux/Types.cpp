@@ -1,4 +1,4 @@
-// The one place that names every type of this folder.
+// The one place that names every type of this folder, and the directory that holds them.
 
 #include <hosts/linux/Types.h>
 
@@ -7,9 +7,12 @@
 #include <hosts/linux/Neighbour.fen.h>
 #include <hosts/linux/Route.fen.h>
 
+#include <gantry/runtime/fen/Dir.h>
+
 namespace Linux {
 
 void typesRegister() {
+   Fen::Dir::_fwkType();
    Address::_fwkType();
    Interface::_fwkType();
    InterfaceDir::_fwkType();
