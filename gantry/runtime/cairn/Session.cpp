@@ -259,8 +259,10 @@ void Session::channelDel(Channel& channel, Ending const& ending) {
    if (channel.session_ != this) {
       return;
    }
-   channelTaken(channel.number_);
-   putUnmount(*out_, channel.number_, ending);
+   // The channel may have no other owner, and the session may be closed here.
+   Fen::Ptr<Session> const self(this);
+   Fen::Ptr<Channel> const ended = channelTaken(channel.number_);
+   putUnmount(*out_, ended->number_, ending);
    controlWritten();
 }
 
