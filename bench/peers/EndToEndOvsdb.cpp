@@ -116,9 +116,9 @@ class Ovsdb : public System {
    };
 
    static std::string monitor(bool isSnapshot) {
-      return isSnapshot
-                ? R"({"method":"monitor","params":["P",null,{"Row":{"columns":["name","text"]}}],"id":1})"
-                : R"({"method":"monitor","params":["P",null,{"Gauge":{"columns":["count"]}}],"id":1})";
+      std::string const table =
+         isSnapshot ? R"("Row":{"columns":["name","text"]})" : R"("Gauge":{"columns":["count"]})";
+      return R"({"method":"monitor","params":["P",null,{)" + table + R"(}],"id":1})";
    }
 
    static std::string transaction(std::string const& operations, std::uint32_t id) {

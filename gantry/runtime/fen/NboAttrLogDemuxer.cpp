@@ -21,9 +21,9 @@ using Adapter = Entity::FenNboAttrLogSa;
 Demuxer::Demuxer(Options const& options, bool isSource, User* user)
    : out_(makePtr<Out>(options.out, options.channel, this)), in_(makePtr<In>(this)),
      budget_(options.budget), limits_(options.limits), user_(user),
-     adapters_(std::make_unique<AdapterTable>()), own_(std::make_unique<IdTable>()), peers_(std::make_unique<IdTable>()),
-     queues_(std::make_unique<Queues>()), ownSecond_(isSource ? 0 : 1), isSource_(isSource),
-     writable_(options.writable) {
+     adapters_(std::make_unique<AdapterTable>()), own_(std::make_unique<IdTable>()),
+     peers_(std::make_unique<IdTable>()), queues_(std::make_unique<Queues>()),
+     ownSecond_(isSource ? 0 : 1), isSource_(isSource), writable_(options.writable) {
    FEN_ASSERT(options.out && options.channel <= largestChannel, "a log has an output");
    if (!budget_) {
       budget_ = makePtr<TreeBudget>(limits_.tree);
