@@ -104,6 +104,14 @@ FenType* Dir::_fwkType() {
    static FenType* const type = FenType::typeIs(description);
    return type;
 }
+
+namespace {
+
+/// Peers and schemas name the type before anybody here has made a directory: it is there from load.
+[[maybe_unused]] FenType* const madeAtLoad = Dir::_fwkType();
+
+} // namespace
+
 FenType* Dir::fwkType() const { return _fwkType(); }
 
 String8 Dir::attributeString(AttributeId id) const {
