@@ -379,7 +379,7 @@ class Parser {
          } else if (!ofConstructor) {
             failExpecting("a parameter's name and ':'");
          }
-         specification(parameter, depth);
+         declaration(parameter, depth);
          list.push_back(std::move(parameter));
       } while (acceptMark(","));
       expectMark(")");
@@ -505,7 +505,7 @@ class Parser {
       if (acceptMark("->")) {
          AttributeSyntax value;
          value.name.at = token().at;
-         specification(value, depth);
+         declaration(value, depth);
          operation.result = std::move(value);
       }
       operation.isOverride = acceptWord("override");
@@ -518,7 +518,7 @@ class Parser {
       result.documentation = token().documentation;
       result.name = newName("an attribute's name");
       expectMark(":");
-      specification(result, depth);
+      declaration(result, depth);
       if (result.body) {
          acceptMark(";");
       } else {
@@ -527,9 +527,9 @@ class Parser {
       return result;
    }
 
-   // Specifications: what stands behind the colon of an attribute or a parameter.
+   // Declarations: what stands behind the colon of an attribute or a parameter.
 
-   void specification(AttributeSyntax& result, int depth) {
+   void declaration(AttributeSyntax& result, int depth) {
       if (acceptWord("ref")) {
          result.form = AttributeForm::reference;
          typeAndConst(result);

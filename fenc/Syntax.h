@@ -30,7 +30,7 @@ struct LiteralSyntax {
    Position at;
 };
 
-/// The word with which the specification of an attribute begins.
+/// The word with which the form of an attribute begins.
 enum class AttributeForm {
    scalar,      ///< `T` or, with a key, `T[ K ]` and `T[ key field ]`
    reference,   ///< `ref T`, `ref T const`, `ref T[ K ]`

@@ -17,7 +17,7 @@ UNFINISHED = re.compile(
     r"\b(" + "|".join(["TO" + "DO", "FIX" + "ME", "XX" + "X", "HA" + "CK"]) + r")\b"
     r"|\bnot (yet )?imple" + r"mented\b|GTEST_" + r"SKIP|DISA" + r"BLED_"
 )
-ONE_MACHINE = re.compile(r"(?<![\w.~$}-])/(home|root|work|farm|Users)/\w")
+ONE_MACHINE = re.compile(r"(?<![\w.~$}-])/(home|root|work|Users)/\w")
 NUMBERED_CHAPTER = re.compile(r"\b[Pp]arts? \d+\.\d")
 
 
