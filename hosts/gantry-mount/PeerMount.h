@@ -30,7 +30,7 @@ struct MountWish {
    std::optional<double> retryInterval;
 };
 
-class PeerMount : private TreeListener {
+class PeerMount final : private TreeListener {
  public:
    /// Asks for the mount at once. `number` tells the peers of one program apart, from 1. The
    /// display may be null and must live longer than this.
