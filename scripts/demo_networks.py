@@ -72,7 +72,8 @@ class OneNamespace:
 
     def __init__(self):
         self.ports = {}
-        self.made = run("ip", "link", "add", "gantry-demo", "type", "dummy", quiet=True)
+        self.made = run("ip", "link", "add", "gantry-demo", "type", "veth", "peer", "name",
+                        "gantry-demo-2", quiet=True)
         self.text = "three processes of this one host (no right to make network namespaces)"
         self.sees, self.links = LEAVES, []
         if self.made:
