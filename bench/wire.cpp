@@ -1,5 +1,9 @@
-// The attribute log: one change encoded and decoded, and the same with dispatch from a setter and
-// into a live entity, beside a plain big-endian store of the same fields.
+// The attribute log: one change encoded and decoded, beside a plain big-endian store of the same
+// fields and the peers that are installed, and the same with dispatch from a setter and into a live
+// entity.
+
+#include "Ratios.h"
+#include "peers/WirePeers.h"
 
 #include <gantry/runtime/fen/NboAttrLogFlow.h>
 
@@ -8,10 +12,10 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <string>
 #include <vector>
 
 namespace {
@@ -19,21 +23,17 @@ namespace {
 using Fen::NboAttrLog::Demuxer;
 using Sample::Port;
 
-/// Texts as they occur in attributes of interfaces.
-std::array<Fen::String8, 8> const texts = {
-   "Ethernet48/1-desc-aa", "Ethernet48/2-desc-bb", "Ethernet48/3-desc-cc", "Ethernet48/4-desc-dd",
-   "Ethernet48/5-desc-ee", "Ethernet48/6-desc-ff", "Ethernet48/7-desc-gg", "Ethernet48/8-desc-hh"};
+using BenchWire::buffer;
+using BenchWire::Decoded;
+
+std::array<Fen::String8, 8> textsMade() {
+   std::array<Fen::String8, 8> made;
+   std::copy(BenchWire::texts.begin(), BenchWire::texts.end(), made.begin());
+   return made;
+}
+std::array<Fen::String8, 8> const texts = textsMade();
 
 // ---- the floor: length, type, entity, attribute and value, stored and read with bounds checks
-
-alignas(16) std::uint8_t buffer[512];
-
-struct Decoded {
-   std::uint64_t entity = 0;
-   std::uint32_t attribute = 0;
-   std::uint32_t number = 0;
-   std::string_view text;
-};
 
 [[gnu::noinline]] std::size_t floorNumber(std::uint8_t* at, std::uint64_t entity,
                                           std::uint32_t attribute, std::uint32_t value) {
@@ -85,8 +85,8 @@ struct Decoded {
    }
 }
 
+template <bool text>
 void floorBigEndian(benchmark::State& state) {
-   bool const text = state.range(0) != 0;
    std::uint32_t i = 0;
    for (auto _ : state) {
       ++i;
@@ -100,12 +100,13 @@ void floorBigEndian(benchmark::State& state) {
       benchmark::DoNotOptimize(decoded);
    }
 }
-BENCHMARK(floorBigEndian)->ArgName("text")->Arg(0)->Arg(1);
+BENCHMARK(floorBigEndian<false>)->Name("FloorNumber");
+BENCHMARK(floorBigEndian<true>)->Name("FloorText");
 
 // ---- the log's primitives
 
+template <bool text>
 void logEncodedAndDecoded(benchmark::State& state) {
-   bool const text = state.range(0) != 0;
    auto const bytes = Fen::makePtr<Fen::Connection::Out>();
    auto const out = Fen::makePtr<Fen::NboAttrLog::Out>(bytes, 5u, nullptr);
    auto const in = Fen::makePtr<Fen::NboAttrLog::In>();
@@ -144,7 +145,8 @@ void logEncodedAndDecoded(benchmark::State& state) {
       bytes->sentIs(pending.size());
    }
 }
-BENCHMARK(logEncodedAndDecoded)->ArgName("text")->Arg(0)->Arg(1);
+BENCHMARK(logEncodedAndDecoded<false>)->Name("LogNumber");
+BENCHMARK(logEncodedAndDecoded<true>)->Name("LogText");
 
 // ---- from a setter to bytes, and from bytes into a live entity
 
@@ -185,8 +187,8 @@ struct Mounted {
    Fen::Ptr<Port> copy;
 };
 
+template <bool text>
 void setterToBytes(benchmark::State& state) {
-   bool const text = state.range(0) != 0;
    Mounted mounted;
    std::uint32_t i = 0;
    for (auto _ : state) {
@@ -199,10 +201,11 @@ void setterToBytes(benchmark::State& state) {
       mounted.sourceBytes->sentIs(mounted.sourceBytes->pending().size());
    }
 }
-BENCHMARK(setterToBytes)->ArgName("text")->Arg(0)->Arg(1);
+BENCHMARK(setterToBytes<false>)->Name("SetterNumber");
+BENCHMARK(setterToBytes<true>)->Name("SetterText");
 
+template <bool text>
 void bytesToEntity(benchmark::State& state) {
-   bool const text = state.range(0) != 0;
    Mounted mounted;
    std::array<std::vector<std::uint8_t>, 8> messages;
    for (std::uint32_t i = 0; i < messages.size(); ++i) {
@@ -221,6 +224,23 @@ void bytesToEntity(benchmark::State& state) {
       mounted.target->receive(Fen::NboAttrLog::FrameKind::message, message.data(), message.size());
    }
 }
-BENCHMARK(bytesToEntity)->ArgName("text")->Arg(0)->Arg(1);
+BENCHMARK(bytesToEntity<false>)->Name("EntityNumber");
+BENCHMARK(bytesToEntity<true>)->Name("EntityText");
 
 } // namespace
+
+int main(int argc, char** argv) {
+   std::vector<Bench::Ratio> ratios;
+   for (std::string const value : {"Number", "Text"}) {
+      auto const ratio = [&](std::string const& to, double goal) {
+         ratios.push_back({value + " / " + to, "Log" + value, to + value, goal});
+      };
+      ratio("Floor", 2);
+      ratio("FlatBuffers", 0.2);
+      ratio("Protobuf", 0.2);
+      ratio("ProtobufPlain", 0.2);
+      ratios.push_back({value + ", setter to bytes", "Setter" + value, "", 30});
+      ratios.push_back({value + ", bytes to entity", "Entity" + value, "", 30});
+   }
+   return Bench::runWithRatios(argc, argv, ratios);
+}
