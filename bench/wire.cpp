@@ -129,12 +129,13 @@ void logEncodedAndDecoded(benchmark::State& state) {
       auto const pending = bytes->pending();
       in->bytesAre(const_cast<std::uint8_t*>(pending.data()), pending.size());
       Decoded decoded;
-      in->nextU64();
-      decoded.entity = in->nextU64();
-      decoded.attribute = in->nextU32();
-      in->nextU8();
-      in->nextU64();
-      in->nextU8();
+      // Frame and header are read in the widths that they are written in, as the floor's are: a
+      // wider read would wait for the stores of a moment ago.
+      in->nextU32();
+      in->nextU32();
+      Fen::NboAttrLog::MsgHeader const read = in->nextHeader();
+      decoded.entity = read.entityId.number();
+      decoded.attribute = static_cast<std::uint32_t>(read.attributeId);
       in->nextU8();
       if (text) {
          decoded.text = in->nextText();

@@ -6,7 +6,7 @@ namespace Fen {
 
 void AttrWire::transaction(Adapter&, Entity&, AttrTransactionType) const {}
 void AttrWire::memberDirty(Adapter&, Entity const&) const {}
-void AttrWire::textIs(Adapter&, Entity&, String8 const&) const {}
+void AttrWire::textIs(Adapter&, Entity&, std::string_view) const {}
 void AttrWire::forEachOwned(Entity&, void (*)(Entity&, void*), void*) const {}
 bool AttrWire::isCollection() const { return false; }
 bool AttrWire::isText() const { return false; }

@@ -52,7 +52,7 @@ struct GANTRY_EXPORT AttrWire {
    /// Notes an owned entity's place as dirty, though nothing may be written at this moment.
    virtual void memberDirty(Adapter& adapter, Entity const& member) const;
    /// A text that came in parts is whole.
-   virtual void textIs(Adapter& adapter, Entity& entity, String8 const& whole) const;
+   virtual void textIs(Adapter& adapter, Entity& entity, std::string_view whole) const;
    /// Calls `visit` for each entity that the attribute owns.
    virtual void forEachOwned(Entity& entity, void (*visit)(Entity& owned, void* context),
                              void* context) const;

@@ -97,7 +97,7 @@ struct TextWire final : AttrWire {
    void allDirty(Adapter& adapter) const override { adapter.fenFlow()->dirtyIs(Attr::id, true); }
    void receive(Adapter& adapter, Entity& entity, NboAttrLog::In& in,
                 Received const& received) const override {
-      String8 whole;
+      std::string_view whole;
       if (!adapter.fenTextReceived(Attr::id, in, whole)) {
          return;
       }
@@ -107,7 +107,7 @@ struct TextWire final : AttrWire {
       }
       store(adapter, entity, whole);
    }
-   void textIs(Adapter& adapter, Entity& entity, String8 const& whole) const override {
+   void textIs(Adapter& adapter, Entity& entity, std::string_view whole) const override {
       store(adapter, entity, whole);
    }
    bool isText() const override { return true; }
@@ -121,10 +121,15 @@ struct TextWire final : AttrWire {
    static Value const& text(Entity& entity) {
       return Attr::field(static_cast<typename Attr::Owner&>(entity));
    }
-   static void store(Adapter& adapter, Entity& entity, String8 const& whole) {
+   /// Compares before it makes a string: a text that comes again allocates nothing.
+   static void store(Adapter& adapter, Entity& entity, std::string_view whole) {
       auto& owner = static_cast<typename Attr::Owner&>(entity);
-      adapter.fenHeld(Form<Value>::held(whole), Form<Value>::held(Attr::field(owner)));
-      scalarIs<Attr>(owner, Value(whole));
+      auto& field = Attr::field(owner);
+      adapter.fenHeld(Form<Value>::held(whole), Form<Value>::held(field));
+      if (field.view() != whole) {
+         field = Value(whole);
+         attrNotify<Attr>(owner);
+      }
    }
 };
 

@@ -130,7 +130,8 @@ requires std::derived_from<T, String8>
 struct LogForm<T> {
    static void put(Out& out, T const& text) { out.bytes().putText(text.view()); }
    static T take(In& in) { return T(in.nextText()); }
-   static std::size_t held(T const& text) { return text.empty() ? 0 : text.length() + 16; }
+   static std::size_t held(T const& text) { return held(text.view()); }
+   static std::size_t held(std::string_view text) { return text.empty() ? 0 : text.size() + 16; }
 };
 
 /// True for types of constant length.

@@ -80,16 +80,17 @@ class GANTRY_EXPORT ByteConnection::In : public PtrInterface {
  protected:
    ~In() override;
    std::uint8_t* bytesAt(std::size_t position) { return begin_ + position; }
-
- private:
-   friend class ConnectionInSizeAnchor;
-
+   /// Takes the next `bytes`.
    std::uint8_t const* next(std::size_t bytes) {
       if (__builtin_expect(left() < bytes, 0)) {
          runOut();
       }
       return std::exchange(at_, at_ + bytes);
    }
+
+ private:
+   friend class ConnectionInSizeAnchor;
+
    [[noreturn]] void runOut() const;
    [[noreturn]] void wrongForm() const;
 
@@ -125,6 +126,18 @@ class GANTRY_EXPORT In : public ByteConnection::In {
    In(std::uint8_t* bytes, std::size_t count) : ByteConnection::In(bytes, count) {}
 
    Demuxer* demuxer() const { return demuxer_; }
+   /// The header of a message as it stands, whatever its fields say.
+   MsgHeader nextHeader() {
+      std::uint8_t const* const at = next(messageHeaderBytes);
+      MsgHeader header;
+      header.entityId = EntityId::of(loadBig64(at));
+      header.attributeId = static_cast<std::int32_t>(loadBig32(at + 8));
+      header.firstFlag = at[12];
+      header.reservedWord = loadBig32(at + 13);
+      header.recordKind = loadBig32(at + 17);
+      header.lastFlag = at[21];
+      return header;
+   }
    EntityId nextEntityId() { return EntityId::of(nextU64()); }
    /// Writes an entity id over the one that was read at `position`.
    void entityIdOverwrite(std::size_t position, EntityId id) {

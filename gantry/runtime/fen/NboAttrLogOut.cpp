@@ -1,5 +1,4 @@
 /// The send buffer of a connection, and what the log refuses.
-#include <gantry/runtime/fen/Assert.h>
 #include <gantry/runtime/fen/Counters.h>
 #include <gantry/runtime/fen/NboAttrLogOut.h>
 
@@ -15,8 +14,6 @@ namespace {
 /// Frames of the connection itself and the ends of transactions may pass the cap by this much.
 constexpr std::size_t reserveBytes = 4096;
 constexpr std::size_t firstCapacity = 4096;
-/// An empty buffer larger than this gives its memory back.
-constexpr std::size_t keptCapacity = 64 * 1024;
 
 } // namespace
 
@@ -28,18 +25,9 @@ Connection::Out::~Out() = default;
 
 void Connection::Out::Free::operator()(std::uint8_t* memory) const { std::free(memory); }
 
-void Connection::Out::sentIs(std::size_t bytes) {
-   FEN_ASSERT(bytes <= tail_ - head_, "what was sent had been written");
-   head_ += bytes;
-   writtenBefore_ += bytes;
-   if (head_ != tail_) {
-      return;
-   }
-   head_ = tail_ = 0;
-   if (capacity_ > keptCapacity) {
-      buffer_.reset();
-      capacity_ = 0;
-   }
+void Connection::Out::memoryDel() {
+   buffer_.reset();
+   capacity_ = 0;
 }
 
 void Connection::Out::makeRoom(std::size_t bytes) {
@@ -82,18 +70,6 @@ void operator<<(Ptr<Connection::Out> const& out, String8::IteratorConst& place) 
 namespace NboAttrLog {
 
 Out::~Out() = default;
-
-void Out::nextHeaderIs(MsgHeader const& header) {
-   bytes_->frameBegin(FrameKind::message, channel_);
-   std::uint8_t* const at = bytes_->room(messageHeaderBytes);
-   storeBig64(at, header.entityId.number());
-   storeBig32(at + 8, static_cast<std::uint32_t>(header.attributeId));
-   at[12] = header.firstFlag;
-   storeBig32(at + 13, header.reservedWord);
-   storeBig32(at + 17, header.recordKind);
-   at[21] = header.lastFlag;
-   bytes_->stored(messageHeaderBytes);
-}
 
 char const* refusalName(Refusal refusal) {
    switch (refusal) {

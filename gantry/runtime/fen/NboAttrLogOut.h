@@ -7,6 +7,7 @@
 #pragma once
 
 #include <gantry/runtime/Export.h>
+#include <gantry/runtime/fen/Assert.h>
 #include <gantry/runtime/fen/NboAttrLogFrame.h>
 #include <gantry/runtime/fen/Ptr.h>
 #include <gantry/runtime/fen/String.h>
@@ -94,7 +95,17 @@ class GANTRY_EXPORT Connection::Out : public PtrInterface {
       return {buffer_.get() + head_, static_cast<std::size_t>(tail_ - head_)};
    }
    /// The first `bytes` of them have been sent.
-   void sentIs(std::size_t bytes);
+   void sentIs(std::size_t bytes) {
+      FEN_ASSERT(bytes <= tail_ - head_, "what was sent had been written");
+      head_ += bytes;
+      writtenBefore_ += bytes;
+      if (head_ == tail_) {
+         head_ = tail_ = 0;
+         if (__builtin_expect(capacity_ > keptCapacity, 0)) {
+            memoryDel();
+         }
+      }
+   }
    std::size_t cap() const { return cap_; }
    std::size_t freeSpace() const {
       std::size_t const waiting = tail_ - head_;
@@ -107,10 +118,15 @@ class GANTRY_EXPORT Connection::Out : public PtrInterface {
 
    /// A frame: begun, filled by the puts below, ended.
    void frameBegin(NboAttrLog::FrameKind kind, std::uint32_t channel) {
-      std::uint8_t* const at = room(NboAttrLog::frameHeaderBytes);
+      frameBegin(kind, channel, 0);
+   }
+   /// The same with room for the first `bytes` of the payload, which the caller fills.
+   std::uint8_t* frameBegin(NboAttrLog::FrameKind kind, std::uint32_t channel, std::size_t bytes) {
+      std::uint8_t* const at = room(NboAttrLog::frameHeaderBytes + bytes);
       storeBig32(at + 4, (static_cast<std::uint32_t>(kind) << 24) | channel);
       frame_ = tail_;
-      tail_ += NboAttrLog::frameHeaderBytes;
+      tail_ += NboAttrLog::frameHeaderBytes + bytes;
+      return at + NboAttrLog::frameHeaderBytes;
    }
    /// Ends the frame. One that has grown beyond the limit of a message is taken back, counted as
    /// "wire.oversized_messages" and answered with false.
@@ -161,17 +177,18 @@ class GANTRY_EXPORT Connection::Out : public PtrInterface {
    }
    /// Plain bytes. More than a message takes are left out; frameEnd() then refuses the frame.
    void putBytes(void const* bytes, std::size_t count) {
-      if (__builtin_expect(count > NboAttrLog::messageBytesLimit, 0)) {
-         count = NboAttrLog::messageBytesLimit;
-      }
+      count = withinLimit(count);
       std::uint8_t* const at = room(count);
       // Called, not expanded: short copies of unknown length are slow as string instructions.
       std::memcpy(at, bytes, count);
       tail_ += count;
    }
    void putText(std::string_view text) {
-      putU32(static_cast<std::uint32_t>(text.size()));
-      putBytes(text.data(), text.size());
+      std::size_t const count = withinLimit(text.size());
+      std::uint8_t* const at = room(4 + count);
+      storeBig32(at, static_cast<std::uint32_t>(text.size()));
+      std::memcpy(at + 4, text.data(), count);
+      tail_ += 4 + count;
    }
    /// Where the next byte goes, counted from the beginning of the frame.
    std::size_t frameSize() const { return tail_ - frame_; }
@@ -180,7 +197,16 @@ class GANTRY_EXPORT Connection::Out : public PtrInterface {
    ~Out() override;
 
  private:
+   /// An empty buffer larger than this gives its memory back.
+   static constexpr std::size_t keptCapacity = 64 * 1024;
+
+   static std::size_t withinLimit(std::size_t count) {
+      return __builtin_expect(count > NboAttrLog::messageBytesLimit, 0)
+                ? NboAttrLog::messageBytesLimit
+                : count;
+   }
    void makeRoom(std::size_t bytes);
+   void memoryDel();
    void frameTooLong();
    void frameDone() {
       // A frame that found the buffer empty wakes the sender.
@@ -234,7 +260,15 @@ class GANTRY_EXPORT Out : public PtrInterface {
    bool isMsgChannel() const { return true; }
 
    /// Begins a message.
-   void nextHeaderIs(MsgHeader const& header);
+   void nextHeaderIs(MsgHeader const& header) {
+      std::uint8_t* const at = bytes_->frameBegin(FrameKind::message, channel_, messageHeaderBytes);
+      storeBig64(at, header.entityId.number());
+      storeBig32(at + 8, static_cast<std::uint32_t>(header.attributeId));
+      at[12] = header.firstFlag;
+      storeBig32(at + 13, header.reservedWord);
+      storeBig32(at + 17, header.recordKind);
+      at[21] = header.lastFlag;
+   }
    void transactTokenIs(Connection::Out::TransactToken token) {
       bytes_->putU8(static_cast<std::uint8_t>(token));
    }

@@ -10,15 +10,6 @@ using Adapter = Entity::FenNboAttrLogSa;
 
 namespace {
 
-/// Where the fields of a message's header lie.
-struct HeaderPlace {
-   static constexpr std::size_t attribute = 8;
-   static constexpr std::size_t firstFlag = 12;
-   static constexpr std::size_t reserved = 13;
-   static constexpr std::size_t recordKind = 17;
-   static constexpr std::size_t lastFlag = 21;
-   static constexpr std::size_t openToken = messageHeaderBytes;
-};
 constexpr std::size_t shortestMessage = messageHeaderBytes + 2;
 
 } // namespace
@@ -69,16 +60,18 @@ void Demuxer::receiveFrame(FrameKind kind, std::uint8_t const* payload, std::siz
 
 void Demuxer::receiveMessage(std::uint8_t const* payload, std::size_t bytes) {
    using Token = Connection::Out::TransactToken;
-   if (bytes < shortestMessage || payload[HeaderPlace::firstFlag] != 1 ||
-       loadBig32(payload + HeaderPlace::reserved) != 0 || payload[HeaderPlace::lastFlag] != 0 ||
-       payload[HeaderPlace::openToken] != static_cast<std::uint8_t>(Token::open) ||
+   if (bytes < shortestMessage) {
+      refuse(Refusal::malformed, "a message without its header or tokens");
+   }
+   MsgHeader const header = in_->nextHeader();
+   if (header.firstFlag != 1 || header.reservedWord != 0 || header.lastFlag != 0 ||
+       in_->nextU8() != static_cast<std::uint8_t>(Token::open) ||
        payload[bytes - 1] != static_cast<std::uint8_t>(Token::close)) {
       refuse(Refusal::malformed, "a message without its header or tokens");
    }
-   EntityId const id = EntityId::of(loadBig64(payload));
-   auto const attribute = static_cast<AttributeId>(loadBig32(payload + HeaderPlace::attribute));
-   std::uint32_t const recordKind = loadBig32(payload + HeaderPlace::recordKind);
-   in_->positionIs(HeaderPlace::openToken + 1);
+   EntityId const id = header.entityId;
+   AttributeId const attribute = header.attributeId;
+   std::uint32_t const recordKind = header.recordKind;
    if (id == orphanEntityId) {
       if (attribute != orphanAttributeId || recordKind != 0) {
          refuse(Refusal::malformed, "a root is created by its own attribute alone");

@@ -317,12 +317,21 @@ void Adapter::fenTextChanged(AttributeId id, String8 const& text) {
 }
 
 bool Adapter::fenTextSerialize(AttributeId id, String8 const& text) {
-   bool const resumes = flow_ && flow_->valueAttribute() == id;
-   String8::IteratorConst place = resumes ? flow_->valueDeq() : String8::IteratorConst(text);
    constexpr std::size_t longestPart =
       NboAttrLog::messageBytesLimit - NboAttrLog::messageOverheadBytes - 4;
-   bool const inParts = resumes || text.length() > longestPart;
-   if (inParts && !resumes) {
+   bool const resumes = flow_ && flow_->valueAttribute() == id;
+   if (!resumes && text.length() <= longestPart) {
+      NboAttrLog::Out& out = fenMessageBegin(id, 0);
+      out << text;
+      out.transactTokenIs(Connection::Out::TransactToken::close);
+      out.messageEnd();
+      if (flow_) {
+         flow_->dirtyIs(id, false);
+      }
+      return true;
+   }
+   String8::IteratorConst place = resumes ? flow_->valueDeq() : String8::IteratorConst(text);
+   if (!resumes) {
       sendTransactionMarker(id, AttrTransactionType::begin, 0);
    }
    for (bool first = !resumes; first || !place.atEnd(); first = false) {
@@ -338,9 +347,7 @@ bool Adapter::fenTextSerialize(AttributeId id, String8 const& text) {
       out.transactTokenIs(Connection::Out::TransactToken::close);
       out.messageEnd();
    }
-   if (inParts) {
-      sendTransactionMarker(id, AttrTransactionType::end, 0);
-   }
+   sendTransactionMarker(id, AttrTransactionType::end, 0);
    if (flow_) {
       flow_->dirtyIs(id, false);
    }

@@ -226,8 +226,9 @@ class GANTRY_EXPORT Entity::FenNboAttrLogSa : public StreamAdapter {
    bool fenTextSerialize(AttributeId id, String8 const& text);
    /// A text attribute has changed.
    void fenTextChanged(AttributeId id, String8 const& text);
-   /// A part of a text or a whole one; true with the whole text in `text`.
-   bool fenTextReceived(AttributeId id, NboAttrLog::In& in, String8& text);
+   /// A part of a text or a whole one; true with the whole text, as a view of the message, in
+   /// `text`.
+   bool fenTextReceived(AttributeId id, NboAttrLog::In& in, std::string_view& text);
 
    /// The id of an entity on this channel, (0, 0) when it has none.
    EntityId fenEntityId(Entity const& target) const;

@@ -161,10 +161,11 @@ void Adapter::handleAttrTransaction(AttributeId id, AttrTransactionType type, un
       return;
    }
    flow->handlingTransactionIs(true);
+   // The flow goes before the text is stored, whose handlers may do anything.
    String8 const whole{std::string_view(flow->text())};
    flowInEnd();
    if (type == AttrTransactionType::end) {
-      wire.textIs(*this, *kept, whole);
+      wire.textIs(*this, *kept, whole.view());
    }
 }
 
@@ -182,7 +183,7 @@ void Adapter::flowInEnd() {
    markIs(Mark::receivingParts, false);
 }
 
-bool Adapter::fenTextReceived(AttributeId id, NboAttrLog::In& in, String8& text) {
+bool Adapter::fenTextReceived(AttributeId id, NboAttrLog::In& in, std::string_view& text) {
    // The last byte is the closing token.
    if (in.left() == 0) {
       refuse(Refusal::malformed, "a text without a message");
@@ -194,7 +195,7 @@ bool Adapter::fenTextReceived(AttributeId id, NboAttrLog::In& in, String8& text)
       flow->text().append(part);
       return false;
    }
-   text = String8(part);
+   text = part;
    return true;
 }
 
