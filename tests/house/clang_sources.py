@@ -4,7 +4,8 @@
 Usage: clang_sources.py COMPILE_COMMANDS FOLDER ...
 
 Takes each command of the folders named (below the source tree) from the compilation database,
-which a clang build has written, and runs it without producing code.
+which a clang build has written, and runs it without producing code. What the benchmarks' peers
+generate is not there then, so the sources in bench/peers are left to the benchmarks' own build.
 """
 
 import json
@@ -34,6 +35,7 @@ def main():
         entry
         for entry in json.loads(database.read_text())
         if any(Path(entry["file"]).is_relative_to(folder) for folder in wanted)
+        and not Path(entry["file"]).is_relative_to(tree.ROOT / "bench" / "peers")
     ]
     commands = [(entry["file"], syntax_command(entry), entry["directory"]) for entry in entries]
     with ThreadPoolExecutor(tree.jobs()) as pool:
