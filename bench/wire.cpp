@@ -6,6 +6,7 @@
 #include "peers/WirePeers.h"
 
 #include <gantry/runtime/fen/NboAttrLogFlow.h>
+#include <gantry/runtime/fen/NboAttrLogForm.h>
 
 // The entity of the tests; it is no library of its own.
 #include <tests/runtime/fen/HandWrittenEntity.cpp>
@@ -113,26 +114,26 @@ void logEncodedAndDecoded(benchmark::State& state) {
    std::uint32_t i = 0;
    for (auto _ : state) {
       ++i;
-      Fen::NboAttrLog::MsgHeader header;
-      header.entityId = {i, 0};
-      header.attributeId = static_cast<std::int32_t>(i & 31);
-      out->nextHeaderIs(header);
-      out->transactTokenIs(Fen::Connection::Out::TransactToken::open);
+      Fen::EntityId const entity{i, 0};
+      auto const attribute = static_cast<std::int32_t>(i & 31);
       if (text) {
-         *out << texts[i & 7];
+         Fen::NboAttrLog::changePut(*out, entity, attribute, texts[i & 7].view());
       } else {
-         *out << i;
+         Fen::NboAttrLog::changePut(*out, entity, attribute, i);
       }
-      out->transactTokenIs(Fen::Connection::Out::TransactToken::close);
-      out->messageEnd();
       benchmark::ClobberMemory();
       auto const pending = bytes->pending();
-      in->bytesAre(const_cast<std::uint8_t*>(pending.data()), pending.size());
+      auto* const at = const_cast<std::uint8_t*>(pending.data());
+      std::size_t const length = Fen::loadBig32(at) + 4;
+      if (length > pending.size() ||
+          at[4] != static_cast<std::uint8_t>(Fen::NboAttrLog::FrameKind::message)) {
+         std::abort();
+      }
+      in->bytesAre(at + Fen::NboAttrLog::frameHeaderBytes,
+                   length - Fen::NboAttrLog::frameHeaderBytes);
       Decoded decoded;
-      // Frame and header are read in the widths that they are written in, as the floor's are: a
-      // wider read would wait for the stores of a moment ago.
-      in->nextU32();
-      in->nextU32();
+      // Read in the widths that were written, as the floor is: a wider read would wait for the
+      // stores of a moment ago.
       Fen::NboAttrLog::MsgHeader const read = in->nextHeader();
       decoded.entity = read.entityId.number();
       decoded.attribute = static_cast<std::uint32_t>(read.attributeId);
@@ -143,7 +144,7 @@ void logEncodedAndDecoded(benchmark::State& state) {
          decoded.number = in->nextU32();
       }
       benchmark::DoNotOptimize(decoded);
-      bytes->sentIs(pending.size());
+      bytes->sentIs(length);
    }
 }
 BENCHMARK(logEncodedAndDecoded<false>)->Name("LogNumber");

@@ -53,22 +53,8 @@ struct ScalarWire final : AttrWire {
    void write(Adapter& adapter, Entity& entity) const {
       Value const& value = Attr::field(static_cast<typename Attr::Owner&>(entity));
       if constexpr (NboAttrLog::FixedLogForm<Value>) {
-         constexpr std::size_t bytes = NboAttrLog::messageOverheadBytes + Form<Value>::bytes;
-         NboAttrLog::Out& out = *adapter.nboAttrLogOut();
-         std::uint8_t* const at = out.bytes().room(bytes);
-         storeBig32(at, bytes - 4);
-         storeBig32(at + 4, (static_cast<std::uint32_t>(NboAttrLog::FrameKind::message) << 24) |
-                               out.channel());
-         storeBig64(at + 8, adapter.entityId().number());
-         storeBig32(at + 16, static_cast<std::uint32_t>(Attr::id));
-         at[20] = 1;
-         storeBig64(at + 21, 0);
-         at[29] = 0;
-         at[30] = static_cast<std::uint8_t>(Connection::Out::TransactToken::open);
-         Form<Value>::store(at + 31, value);
-         at[31 + Form<Value>::bytes] =
-            static_cast<std::uint8_t>(Connection::Out::TransactToken::close);
-         out.bytes().frameStored(bytes);
+         NboAttrLog::changePut<Value>(*adapter.nboAttrLogOut(), adapter.entityId(), Attr::id,
+                                      value);
       } else {
          NboAttrLog::Out& out = begin(adapter);
          Form<Value>::put(out, value);

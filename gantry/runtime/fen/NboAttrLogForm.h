@@ -140,4 +140,41 @@ concept FixedLogForm = requires {
    LogForm<T>::bytes;
 };
 
+// ---- a change of one attribute, whose message is stored whole with one check for room
+
+/// Stores the frame around an item of `bytes`; returns where the item goes.
+inline std::uint8_t* changeStore(std::uint8_t* at, std::uint32_t channel, EntityId entity,
+                                 std::int32_t attribute, std::size_t bytes) {
+   storeBig32(at, static_cast<std::uint32_t>(messageOverheadBytes + bytes - 4));
+   storeBig32(at + 4, (static_cast<std::uint32_t>(FrameKind::message) << 24) | channel);
+   storeBig64(at + 8, entity.number());
+   storeBig32(at + 16, static_cast<std::uint32_t>(attribute));
+   at[20] = 1;
+   storeBig64(at + 21, 0);
+   at[29] = 0;
+   at[30] = static_cast<std::uint8_t>(Connection::Out::TransactToken::open);
+   at[31 + bytes] = static_cast<std::uint8_t>(Connection::Out::TransactToken::close);
+   return at + 31;
+}
+template <FixedLogForm T>
+inline void changePut(Out& out, EntityId entity, std::int32_t attribute, T value) {
+   constexpr std::size_t bytes = LogForm<T>::bytes;
+   Connection::Out& to = out.bytes();
+   std::uint8_t* const at = to.room(messageOverheadBytes + bytes);
+   LogForm<T>::store(changeStore(at, out.channel(), entity, attribute, bytes), value);
+   to.frameStored(messageOverheadBytes + bytes);
+}
+/// The longest text that fits into one message.
+constexpr std::size_t longestTextPart = messageBytesLimit - messageOverheadBytes - 4;
+/// `text` is no longer than that.
+inline void changePut(Out& out, EntityId entity, std::int32_t attribute, std::string_view text) {
+   std::size_t const bytes = 4 + text.size();
+   Connection::Out& to = out.bytes();
+   std::uint8_t* const at = to.room(messageOverheadBytes + bytes);
+   std::uint8_t* const item = changeStore(at, out.channel(), entity, attribute, bytes);
+   storeBig32(item, static_cast<std::uint32_t>(text.size()));
+   std::memcpy(item + 4, text.data(), text.size());
+   to.frameStored(messageOverheadBytes + bytes);
+}
+
 } // namespace Fen::NboAttrLog

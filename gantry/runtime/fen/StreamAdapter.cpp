@@ -3,6 +3,7 @@
 #include <gantry/runtime/fen/Counters.h>
 #include <gantry/runtime/fen/FenType.h>
 #include <gantry/runtime/fen/NboAttrLogFlow.h>
+#include <gantry/runtime/fen/NboAttrLogForm.h>
 #include <gantry/runtime/fen/StreamAdapter.h>
 
 #include <algorithm>
@@ -317,14 +318,9 @@ void Adapter::fenTextChanged(AttributeId id, String8 const& text) {
 }
 
 bool Adapter::fenTextSerialize(AttributeId id, String8 const& text) {
-   constexpr std::size_t longestPart =
-      NboAttrLog::messageBytesLimit - NboAttrLog::messageOverheadBytes - 4;
    bool const resumes = flow_ && flow_->valueAttribute() == id;
-   if (!resumes && text.length() <= longestPart) {
-      NboAttrLog::Out& out = fenMessageBegin(id, 0);
-      out << text;
-      out.transactTokenIs(Connection::Out::TransactToken::close);
-      out.messageEnd();
+   if (!resumes && text.length() <= NboAttrLog::longestTextPart) {
+      NboAttrLog::changePut(*out_, entityId_, id, text.view());
       if (flow_) {
          flow_->dirtyIs(id, false);
       }
