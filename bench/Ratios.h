@@ -43,8 +43,12 @@ class KeepingReporter : public benchmark::ConsoleReporter {
       std::vector<Run> printed;
       for (Run const& run : runs) {
          if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
-            times_[run.run_name.function_name].push_back(
-               usesRealTime(run) ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime());
+            double const time =
+               usesRealTime(run) ? run.GetAdjustedRealTime() : run.GetAdjustedCPUTime();
+            times_[run.run_name.function_name].push_back(time);
+            if (!run.run_name.args.empty()) {
+               times_[run.run_name.function_name + "/" + run.run_name.args].push_back(time);
+            }
          }
          if (run.run_type == Run::RT_Aggregate || run.repetitions <= 1 || run.error_occurred) {
             printed.push_back(run);
