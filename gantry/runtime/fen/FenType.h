@@ -60,6 +60,9 @@ class GANTRY_EXPORT FenType : public Entity {
    std::span<ParameterDesc const> parameters() const { return description_.parameters; }
    /// The description of one of the type's own attributes, null for another id.
    AttrDesc const* attribute(AttributeId id) const {
+      if (id < firstOwnAttributeId) {
+         return nullptr;
+      }
       auto const index = static_cast<std::size_t>(id - firstOwnAttributeId);
       return index < description_.attributes.size() ? &description_.attributes[index] : nullptr;
    }

@@ -38,6 +38,10 @@ Adapter::FenNboAttrLogSa(Birth const& birth)
 Adapter::~FenNboAttrLogSa() = default;
 
 AttrDesc const* Adapter::attribute(AttributeId id) const {
+   // The id may come from a peer: any number at all, of which not each has a difference.
+   if (id < firstOwnAttributeId) {
+      return nullptr;
+   }
    auto const index = static_cast<std::size_t>(id - firstOwnAttributeId);
    return index < attributeCount_ ? &attributes_[index] : nullptr;
 }

@@ -294,6 +294,10 @@ TEST_F(Hostile, transactionsOfAllKinds) {
    EXPECT_EQ(sent(transaction(999, "00"), FrameKind::transaction), "unknown_attribute");
    start();
    root();
+   // The least number there is: no arithmetic on it before it is known to be an id.
+   EXPECT_EQ(sent(transaction(0x80000000, "00"), FrameKind::transaction), "unknown_attribute");
+   start();
+   root();
    EXPECT_EQ(sent(transaction(262, "00") + "00", FrameKind::transaction), "malformed");
 }
 TEST_F(Hostile, abortTouchesNoMember) {
