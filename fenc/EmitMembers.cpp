@@ -112,7 +112,7 @@ std::string createArguments(Attribute const& holder) {
       if (isBackTo(*parameter, *holder.owner)) {
          result += "this";
       } else if (isNameFromKey(*parameter, holder)) {
-         result += "Fen::Name(" + keyExpression(holder) + ")";
+         result += "Fen::keyName(" + keyExpression(holder) + ")";
       } else {
          result += parameter->name;
       }

@@ -4,10 +4,21 @@
 #pragma once
 
 #include <gantry/common/ConnectionConfig.fen.h>
-#include <gantry/common/MountDesc.h>
+#include <gantry/common/HeartbeatConfig.fen.h>
+#include <gantry/common/MountDesc.fen.h>
 #include <gantry/common/MountState.h>
+#include <gantry/common/PeerTable.fen.h>
+#include <gantry/common/PublishedMountsTable.fen.h>
+#include <gantry/common/ServiceStatus.fen.h>
 #include <gantry/common/SystemId.h>
 #include <gantry/common/Values.fen.h>
+#include <gantry/model/LocalTables.fen.h>
+#include <gantry/model/MountsRegistry.fen.h>
+#include <gantry/model/Registration.fen.h>
+#include <gantry/model/ServiceMountConfig.fen.h>
+#include <gantry/model/ServiceMountStatus.fen.h>
+#include <gantry/model/ServicePublishConfig.fen.h>
+#include <gantry/model/ServicePublishStatus.fen.h>
 #include <gantry/mount/MountSm.fen.h>
 #include <gantry/mount/MountSmTrace.h>
 #include <gantry/runtime/Export.h>

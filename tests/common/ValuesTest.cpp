@@ -1,6 +1,6 @@
 /// The values that a controller and its switches share.
 #include <gantry/common/ConnectionConfig.fen.h>
-#include <gantry/common/MountDesc.h>
+#include <gantry/common/MountDesc.fen.h>
 #include <gantry/common/MountState.h>
 #include <gantry/common/SystemId.h>
 #include <gantry/runtime/fen/FenType.h>

@@ -154,7 +154,14 @@ struct EntityWireOf final : EntityWire {
       try {
          Expect const expect(Exception::Id::nameInUse);
          std::apply(
-            [typed](auto const&, auto const&... rest) { typed->fenParametersMatch(rest...); },
+            [typed](auto const& first, auto const&... rest) {
+               // The first is the name as a rule, which is how the existing one was found.
+               if constexpr (requires { typed->fenParametersMatch(first, rest...); }) {
+                  typed->fenParametersMatch(first, rest...);
+               } else {
+                  typed->fenParametersMatch(rest...);
+               }
+            },
             parameters(wanted));
          return true;
       } catch (NameInUseException const&) {

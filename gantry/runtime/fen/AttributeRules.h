@@ -53,6 +53,16 @@ enum class AttrKind : std::uint8_t {
    computed,
 };
 
+/// The name of a member that gets it from its key: the text itself, or the key's text form.
+template <class Key>
+Name keyName(Key const& key) {
+   if constexpr (std::convertible_to<Key, Name>) {
+      return key;
+   } else {
+      return Name(key.stringValue());
+   }
+}
+
 /// A member of a collection of values or references: a key and what it stands for.
 template <class KeyType, class ValueType>
 class ValueMember : public PtrInterface {
