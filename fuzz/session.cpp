@@ -47,6 +47,7 @@ class Served : public ServerSession::User {
    Fen::Name servedName() const override { return "leaf1"; }
    Fen::Ptr<Fen::Dir> servedRoot() const override { return root; }
    bool servedWritable() const override { return mayWrite; }
+   Fen::Ptr<Cairn::AccessPolicy> servedPolicy() const override { return nullptr; }
    void handleSessionClosed(ServerSession&) override {}
 
    bool mayWrite = false;

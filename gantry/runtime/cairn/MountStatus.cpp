@@ -16,7 +16,7 @@ constexpr std::array names = {
    "mountStatusNone",           "mountStatusNoSuchPath",    "mountStatusAnotherType",
    "mountStatusRefused",        "mountStatusSuccess",       "mountStatusTimedOut",
    "mountStatusConnectionLost", "mountStatusProtocolError", "mountStatusLimitExceeded",
-   "mountStatusTargetUnusable", "mountStatusBadArguments"};
+   "mountStatusTargetUnusable", "mountStatusBadArguments",  "mountStatusWithdrawn"};
 
 } // namespace
 

@@ -32,6 +32,8 @@ enum MountStatus : std::uint32_t {
    mountStatusTargetUnusable = 9,
    /// The arguments name no peer: the address or the port is missing.
    mountStatusBadArguments = 10,
+   /// The peer has taken back what it had granted.
+   mountStatusWithdrawn = 11,
 };
 
 /// The enumerator's name; a number without a name gives a text with that number.

@@ -96,6 +96,7 @@ class TcpServer : public Server, private Socket::User, private ServerSession::Us
    Fen::Name servedName() const override { return sysname(); }
    Fen::Ptr<Fen::Dir> servedRoot() const override { return root(); }
    bool servedWritable() const override { return writable(); }
+   Fen::Ptr<AccessPolicy> servedPolicy() const override { return accessPolicy(); }
    void handleSessionClosed(ServerSession& session) override {
       auto const at = std::find(sessions_.begin(), sessions_.end(), &session);
       if (at != sessions_.end()) {

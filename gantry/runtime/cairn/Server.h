@@ -2,6 +2,7 @@
 /// it, on the activity loop's thread.
 #pragma once
 
+#include <gantry/runtime/cairn/AccessPolicy.h>
 #include <gantry/runtime/cairn/TcpConfig.h>
 #include <gantry/runtime/fen/Dir.h>
 #include <gantry/runtime/nimet/IpAddr.h>
@@ -25,6 +26,10 @@ class GANTRY_EXPORT Server : public Fen::PtrInterface {
    /// Whether peers that ask for it may write; at first none may. For mounts from now on.
    bool writable() const { return writable_; }
    void writableIs(bool writable) { writable_ = writable; }
+   /// Who may mount what, for mounts from now on; null, as at first, lets everybody mount
+   /// everything.
+   Fen::Ptr<AccessPolicy> const& accessPolicy() const { return accessPolicy_; }
+   void accessPolicyIs(Fen::Ptr<AccessPolicy> const& policy) { accessPolicy_ = policy; }
 
  protected:
    Server(Fen::Name sysname, Fen::Ptr<Fen::Dir> const& root);
@@ -33,6 +38,7 @@ class GANTRY_EXPORT Server : public Fen::PtrInterface {
  private:
    Fen::Name sysname_;
    Fen::Ptr<Fen::Dir> root_;
+   Fen::Ptr<AccessPolicy> accessPolicy_;
    bool writable_ = false;
 };
 

@@ -17,11 +17,14 @@ using Fen::NboAttrLog::refuse;
 /// Path components deeper than the deepest tree that travels cannot lead anywhere.
 constexpr unsigned deepestPath = 256;
 
-/// The path without its empty components.
+/// The path without its empty components, empty when one of them leads nowhere or upward.
 std::string cleaned(std::string_view path) {
    std::string result;
    while (!path.empty()) {
       std::size_t const slash = std::min(path.find('/'), path.size());
+      if (path.substr(0, slash) == "." || path.substr(0, slash) == "..") {
+         return {};
+      }
       if (slash != 0) {
          result += result.empty() ? "" : "/";
          result += path.substr(0, slash);
@@ -41,8 +44,14 @@ Fen::Ptr<Fen::Entity> entityBelow(Fen::Ptr<Fen::Entity> from, std::string_view r
 } // namespace
 
 /// One granted mount: the source of a log.
-class ServerSession::Mount : public Channel {
+class ServerSession::Mount : public Channel, private Permit::User {
  public:
+   void permitIs(Fen::Ptr<Permit> const& permit) {
+      permit_ = permit;
+      if (permit) {
+         permit->userIs(this);
+      }
+   }
    void logStart(Fen::NboAttrLog::Demuxer::Options const& options,
                  Fen::Ptr<Fen::Entity> const& root) {
       logIs(Fen::NboAttrLog::Demuxer::sourceIs(options, this));
@@ -54,7 +63,30 @@ class ServerSession::Mount : public Channel {
          session()->channelDel(*this, {mountStatusNoSuchPath, "what was mounted has been deleted"});
       }
    }
-   void handleChannelEnded(Ending const&, bool) override {}
+   void handleChannelEnded(Ending const&, bool) override { permitDel(); }
+
+ protected:
+   ~Mount() override { permitDel(); }
+
+ private:
+   void handleWithdrawn(Fen::String8 const& reason) override {
+      Fen::Ptr<Mount> const self(this);
+      permitDel();
+      if (session() != nullptr) {
+         Fen::Counters::counter("cairn.mounts_withdrawn").increment();
+         FEN_TRACE(cairnTrace(), 5,
+                   "ServerSession::Mount::handleWithdrawn: " << session()->peer() << ": " << reason);
+         session()->channelDel(*this, {mountStatusWithdrawn, reason});
+      }
+   }
+   void permitDel() {
+      if (permit_) {
+         permit_->userIs(nullptr);
+         permit_ = nullptr;
+      }
+   }
+
+   Fen::Ptr<Permit> permit_;
 };
 
 ServerSession::ServerSession(TcpConfig const& config, Fen::String8 peer, User* user)
@@ -69,6 +101,7 @@ Fen::Ptr<ServerSession> ServerSession::accepted(TcpConfig const& config, int des
    auto const socket = Fen::makePtr<Socket>(descriptor, socketUser);
    session->connected_ = true;
    session->peerIs(socket->peerText());
+   session->address_ = socket->peerAddress();
    session->socketIs(socket);
    socket->readableWantedIs(true);
    return session;
@@ -100,6 +133,7 @@ void ServerSession::takeHelloFrame(Fen::ByteConnection::In& in) {
    if (!peerFits(hello.version, hello.messageBytes)) {
       return;
    }
+   claimedName_ = hello.name;
    if (hello.name) {
       peerIs(peer() + " (" + hello.name + ")");
    }
@@ -117,7 +151,8 @@ void ServerSession::takeRequest(std::uint32_t number, MountRequest const& reques
    auto const mount = Fen::makePtr<Mount>();
    channelIs(mount, number);
    Ending refusal;
-   Fen::Ptr<Fen::Entity> const root = served(request, refusal);
+   Fen::Ptr<Permit> permit;
+   Fen::Ptr<Fen::Entity> const root = served(request, permit, refusal);
    if (!root) {
       FEN_TRACE(cairnTrace(), 5,
                 "ServerSession::takeRequest: " << peer() << ": " << request.path
@@ -134,12 +169,25 @@ void ServerSession::takeRequest(std::uint32_t number, MountRequest const& reques
    bool const writable = asked && user_->servedWritable();
    FEN_TRACE(cairnTrace(), 5,
              "ServerSession::takeRequest: " << peer() << ": " << request.path << ": granted");
+   mount->permitIs(permit);
    putMountReply(out(), number, {mountStatusSuccess, writable, Fen::String8()});
    mount->logStart(logOptions(*mount, writable), root);
    controlWritten();
 }
 
-Fen::Ptr<Fen::Entity> ServerSession::served(MountRequest const& request, Ending& refusal) const {
+bool ServerSession::permitted(MountRequest const& request, std::string_view below,
+                              Fen::Ptr<Permit>& permit, Ending& refusal) const {
+   Fen::Ptr<AccessPolicy> const policy = user_->servedPolicy();
+   if (!policy) {
+      return true;
+   }
+   permit = policy->permit({claimedName_, address_, Fen::String8(below), request.typeName},
+                           refusal.status, refusal.reason);
+   return bool(permit);
+}
+
+Fen::Ptr<Fen::Entity> ServerSession::served(MountRequest const& request, Fen::Ptr<Permit>& permit,
+                                            Ending& refusal) const {
    if (user_ == nullptr || channels() > config().mountsPerPeer) {
       refusal = {mountStatusRefused,
                  Fen::format("no more than %u mounts at a time", config().mountsPerPeer)};
@@ -154,8 +202,11 @@ Fen::Ptr<Fen::Entity> ServerSession::served(MountRequest const& request, Ending&
                                            valueToStrep(Fen::String8(first))};
       return nullptr;
    }
-   Fen::Ptr<Fen::Entity> const entity = entityBelow(
-      user_->servedRoot(), std::string_view(path).substr(std::min(end + 1, path.size())));
+   std::string_view const below = std::string_view(path).substr(std::min(end + 1, path.size()));
+   if (!permitted(request, below, permit, refusal)) {
+      return nullptr;
+   }
+   Fen::Ptr<Fen::Entity> const entity = entityBelow(user_->servedRoot(), below);
    if (!entity) {
       refusal = {mountStatusNoSuchPath,
                  Fen::String8("there is nothing at ") + valueToStrep(Fen::String8(path))};

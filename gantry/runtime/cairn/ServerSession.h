@@ -2,6 +2,7 @@
 /// requests. Owned by the server; on the activity loop's thread.
 #pragma once
 
+#include <gantry/runtime/cairn/AccessPolicy.h>
 #include <gantry/runtime/cairn/Session.h>
 #include <gantry/runtime/fen/Dir.h>
 
@@ -15,6 +16,8 @@ class GANTRY_EXPORT ServerSession : public Session {
       virtual Fen::Name servedName() const = 0;
       virtual Fen::Ptr<Fen::Dir> servedRoot() const = 0;
       virtual bool servedWritable() const = 0;
+      /// Null lets every peer mount everything.
+      virtual Fen::Ptr<AccessPolicy> servedPolicy() const = 0;
       virtual void handleSessionClosed(ServerSession& session) = 0;
 
     protected:
@@ -41,10 +44,16 @@ class GANTRY_EXPORT ServerSession : public Session {
 
    void takeHelloFrame(Fen::ByteConnection::In& in);
    void takeRequest(std::uint32_t number, MountRequest const& request);
-   /// The entity at a path that a peer sent; null with the reason.
-   Fen::Ptr<Fen::Entity> served(MountRequest const& request, Ending& refusal) const;
+   /// The entity at a path that a peer sent, and the policy's permit for it when there is a policy;
+   /// null with the reason.
+   Fen::Ptr<Fen::Entity> served(MountRequest const& request, Fen::Ptr<Permit>& permit,
+                                Ending& refusal) const;
+   bool permitted(MountRequest const& request, std::string_view below, Fen::Ptr<Permit>& permit,
+                  Ending& refusal) const;
 
    User* user_;
+   Fen::String8 claimedName_;
+   Nimet::IpAddr address_;
 };
 
 } // namespace Cairn

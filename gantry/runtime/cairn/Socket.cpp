@@ -154,6 +154,16 @@ std::uint16_t Socket::localPort() const {
    return ntohs(address.sin_port);
 }
 
+Nimet::IpAddr Socket::peerAddress() const {
+   sockaddr_in address{};
+   socklen_t size = sizeof address;
+   if (::getpeername(descriptor_, reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
+       address.sin_family != AF_INET) {
+      return {};
+   }
+   return Nimet::IpAddr::fromNetworkOrder(address.sin_addr.s_addr);
+}
+
 Fen::String8 Socket::peerText() const {
    sockaddr_in address{};
    socklen_t size = sizeof address;

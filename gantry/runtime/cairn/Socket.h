@@ -38,6 +38,8 @@ class Socket : public Fen::PtrInterface {
    int connectError() const;
    /// The port of the local end.
    std::uint16_t localPort() const;
+   /// The address of the other end; zero when there is none.
+   Nimet::IpAddr peerAddress() const;
    /// The other end as "address:port".
    Fen::String8 peerText() const;
 

@@ -1,6 +1,6 @@
 /// Connections: who shares one, what a server does when its port is taken, how clients come back,
 /// and unmounting.
-#include "TcpFixture.h"
+#include "../../support/TcpFixture.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 /// What a server does with bytes that no client sends, at each stage of a connection: it closes
 /// that one connection with one reason, and everyone else goes on.
-#include "TcpFixture.h"
+#include "../../support/TcpFixture.h"
 
 #include <map>
 

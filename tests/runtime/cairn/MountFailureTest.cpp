@@ -1,6 +1,6 @@
 /// How mounts fail: each with its own status and a reason for people, none inside the call that
 /// began it.
-#include "TcpFixture.h"
+#include "../../support/TcpFixture.h"
 
 #include <gantry/runtime/fen/FenType.h>
 

@@ -1,6 +1,6 @@
 /// What arrives over a TCP mount: values, members, directories, resynchronisation, writing, and
 /// readers that are slow.
-#include "TcpFixture.h"
+#include "../../support/TcpFixture.h"
 
 #include <gantry/runtime/fen/String.h>
 #include <tests/runtime/cairn/Sample.fen.h>
