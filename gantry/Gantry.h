@@ -3,6 +3,8 @@
 // of its own.
 #pragma once
 
+#include <gantry/access/PeerIdentifier.h>
+#include <gantry/access/PublishedAccess.h>
 #include <gantry/common/ConnectionConfig.fen.h>
 #include <gantry/common/HeartbeatConfig.fen.h>
 #include <gantry/common/MountDesc.fen.h>
@@ -22,6 +24,7 @@
 #include <gantry/mount/MountSm.fen.h>
 #include <gantry/mount/MountSmTrace.h>
 #include <gantry/runtime/Export.h>
+#include <gantry/runtime/cairn/AccessPolicy.h>
 #include <gantry/runtime/cairn/Backend.h>
 #include <gantry/runtime/cairn/Cairn.fen.h>
 #include <gantry/runtime/cairn/EntityManager.h>

@@ -91,7 +91,7 @@ PublishedAccess::Verdict PublishedAccess::verdict(SystemId const& peer, Fen::Str
    }
    if (path == recordPath(peer)) {
       return typeName == SystemPublishedMount::_fwkType()->fullTypeName() ? Verdict::granted
-                                                                         : Verdict::anotherType;
+                                                                          : Verdict::anotherType;
    }
    Fen::Ptr<SystemPublishedMount const> const record = table_->system(peer);
    MountDesc const published = record ? record->publishedMount(path) : MountDesc();
@@ -102,8 +102,7 @@ PublishedAccess::Verdict PublishedAccess::verdict(SystemId const& peer, Fen::Str
 }
 
 Fen::Ptr<Cairn::Permit> PublishedAccess::permit(Cairn::AccessRequest const& request,
-                                                Cairn::MountStatus& refusal,
-                                                Fen::String8& reason) {
+                                                Cairn::MountStatus& refusal, Fen::String8& reason) {
    SystemId const peer = identifier_->identified(request.claimedName, request.address);
    Verdict const decided = verdict(peer, request.path, request.typeName);
    if (decided == Verdict::granted) {
@@ -115,8 +114,8 @@ Fen::Ptr<Cairn::Permit> PublishedAccess::permit(Cairn::AccessRequest const& requ
    Fen::Counters::counter(std::string("access.refused.") +
                           verdictNames[static_cast<std::size_t>(decided)])
       .increment();
-   refusal = decided == Verdict::anotherType ? Cairn::mountStatusAnotherType
-                                             : Cairn::mountStatusRefused;
+   refusal =
+      decided == Verdict::anotherType ? Cairn::mountStatusAnotherType : Cairn::mountStatusRefused;
    switch (decided) {
    case Verdict::unknownPeer:
       reason = Fen::valueToStrep(request.claimedName) + " at " + request.address.stringValue() +

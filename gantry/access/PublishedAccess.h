@@ -38,8 +38,8 @@ class GANTRY_EXPORT PublishedAccess : public Cairn::AccessPolicy {
    Fen::String8 recordPath(SystemId const& system) const;
 
    /// A refusal is counted as "access.refused." and the verdict's name.
-   Fen::Ptr<Cairn::Permit> permit(Cairn::AccessRequest const& request,
-                                  Cairn::MountStatus& refusal, Fen::String8& reason) override;
+   Fen::Ptr<Cairn::Permit> permit(Cairn::AccessRequest const& request, Cairn::MountStatus& refusal,
+                                  Fen::String8& reason) override;
 
  protected:
    ~PublishedAccess() override;

@@ -61,9 +61,9 @@ class PublishedAccessTest : public CairnTest::TcpTest {
       if (testing::AssertionResult const ended = client.ends(); !ended) {
          return ended;
       }
-      return client.status() == expected ? testing::AssertionSuccess()
-                                         : testing::AssertionFailure() << client.status() << ": "
-                                                                       << client.reason();
+      return client.status() == expected
+                ? testing::AssertionSuccess()
+                : testing::AssertionFailure() << client.status() << ": " << client.reason();
    }
 
    Fen::Ptr<ControllerRegistration::ControllerStatus> status =
@@ -71,8 +71,7 @@ class PublishedAccessTest : public CairnTest::TcpTest {
    std::map<SystemId, Fen::Ptr<ControllerRegistration::SwitchConfig>> switches;
    Fen::Ptr<PublishedMountsTable> table = publishedMountsTableFactory("published");
    Fen::Ptr<PeerIdentifier> identifier = Fen::makePtr<RegisteredPeers>(status);
-   Fen::Ptr<PublishedAccess> access =
-      Fen::makePtr<PublishedAccess>(table, identifier, "published");
+   Fen::Ptr<PublishedAccess> access = Fen::makePtr<PublishedAccess>(table, identifier, "published");
 };
 
 TEST_F(PublishedAccessTest, IdentityIsTheRegisteredIdFromItsAddress) {
@@ -163,13 +162,12 @@ TEST_F(PublishedAccessTest, APeerMountsWhatIsPublishedToIt) {
 }
 
 TEST_F(PublishedAccessTest, APeerLearnsItsPathsFromItsOwnRecord) {
-   Want asked =
-      wanted("published/system/02:00:00:00:00:01", "Controller::SystemPublishedMount");
+   Want asked = wanted("published/system/02:00:00:00:00:01", "Controller::SystemPublishedMount");
    Client client(asked);
    ASSERT_TRUE(client.ends());
    ASSERT_EQ(client.status(), Cairn::mountStatusSuccess) << client.reason();
-   auto const copy = Fen::Ptr<SystemPublishedMount>(
-      dynamic_cast<SystemPublishedMount*>(Fen::Entity::entity(Fen::EntityUriPath(asked.target)).ptr()));
+   auto const copy = Fen::Ptr<SystemPublishedMount>(dynamic_cast<SystemPublishedMount*>(
+      Fen::Entity::entity(Fen::EntityUriPath(asked.target)).ptr()));
    ASSERT_TRUE(copy);
    EXPECT_EQ(copy->systemId(), leaf1);
    EXPECT_EQ(copy->publishedMount("config/leaf1"), description("config/leaf1"));

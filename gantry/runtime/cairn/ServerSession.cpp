@@ -75,7 +75,8 @@ class ServerSession::Mount : public Channel, private Permit::User {
       if (session() != nullptr) {
          Fen::Counters::counter("cairn.mounts_withdrawn").increment();
          FEN_TRACE(cairnTrace(), 5,
-                   "ServerSession::Mount::handleWithdrawn: " << session()->peer() << ": " << reason);
+                   "ServerSession::Mount::handleWithdrawn: " << session()->peer() << ": "
+                                                             << reason);
          session()->channelDel(*this, {mountStatusWithdrawn, reason});
       }
    }

@@ -1,6 +1,6 @@
 /// Mounts from peers in other processes, which are killed, stopped and started again.
-#include "PeerProcess.h"
 #include "../../support/TcpFixture.h"
+#include "PeerProcess.h"
 
 #include <tests/runtime/cairn/Sample.fen.h>
 
