@@ -226,7 +226,7 @@ TEST(MountStatusTest, NumbersAndNames) {
       MountStatus const status = MountStatusInstance(number);
       EXPECT_EQ(MountStatusInstance(stringValue(status)), status);
    }
-   EXPECT_THROW(MountStatusInstance(11u), Fen::RangeException);
+   EXPECT_THROW(MountStatusInstance(12u), Fen::RangeException);
    EXPECT_THROW(MountStatusInstance("success"), Fen::RangeException);
    EXPECT_EQ(stringValue(static_cast<MountStatus>(77)), "MountStatus(77)");
    std::ostringstream stream;
