@@ -70,6 +70,8 @@ class GANTRY_EXPORT Dir : public Entity {
    /// member is in it, else null, and then onEntityPtr( name ) runs.
    void entityPtrNotify(Name name, Ptr<Entity> const& member);
    Members const& entityPtrs() const { return members_; }
+   /// Walks the members; the walk survives whatever is put in and taken out meanwhile.
+   EntityPtrIterator entityPtrIterator() const;
 
    /// The filled entry of that name, null when there is none or when its place is empty.
    Ptr<Entry> entry(Name name) const;
@@ -94,9 +96,18 @@ class GANTRY_EXPORT Dir : public Entity {
    mutable HashMap<Entry, Name> entries_;
 };
 
+/// A walk over the members. It holds the directory.
+class Dir::EntityPtrIterator : public Dir::Members::IteratorConst {
+ public:
+   explicit EntityPtrIterator(Dir const& directory)
+      : IteratorConst(&directory.members_, Ptr<PtrInterface const>(&directory)) {}
+};
+
+inline Dir::EntityPtrIterator Dir::entityPtrIterator() const { return EntityPtrIterator(*this); }
+
 class GANTRY_EXPORT Dir::NotifieeConst : public Entity::NotifieeConst {
  public:
-   using NotifierType = Dir;
+   using NotifierType = Dir const;
 
    virtual void onEntityPtr(Name name);
    virtual void onEntityPtrfenImmediate();
@@ -112,6 +123,8 @@ class GANTRY_EXPORT Dir::NotifieeConst : public Entity::NotifieeConst {
 
 class GANTRY_EXPORT Dir::Notifiee : public Dir::NotifieeConst {
  public:
+   using NotifierType = Dir;
+
    Ptr<Dir> notifier() const;
 
  protected:
