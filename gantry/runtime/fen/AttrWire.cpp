@@ -92,6 +92,7 @@ Ptr<Entity> OwnedPlace::receive(AttrWire::Adapter& adapter, Entity& owner, NboAt
    }
    std::size_t const behind = in.position();
    Ptr<NboAttrLog::Demuxer> const demuxer(adapter.demuxer());
+   demuxer->idGiven(creation.id);
    MsgChannel::DeserializingEidAnchor const anchor(creation.id);
    Ptr<Entity> member = kept(adapter, owner, wire, *wanted, creation.id);
    if (!member && !demuxer->isClosed()) {

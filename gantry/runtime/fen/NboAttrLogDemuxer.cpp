@@ -146,6 +146,12 @@ void Demuxer::requireCreatable(EntityId id) const {
    }
 }
 
+void Demuxer::idGiven(EntityId id) {
+   if (!isOwnId(id)) {
+      peers_->given(id.first);
+   }
+}
+
 Ptr<Adapter> Demuxer::adapterIs(Ptr<Entity> const& entity, EntityId id, Adapter* above) {
    if (Adapter* const known = Adapter::fenAdapterOn(*entity, this)) {
       if (id != known->entityId_ && id != known->alias_ && !isOwnId(id)) {

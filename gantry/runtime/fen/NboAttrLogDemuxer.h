@@ -133,6 +133,9 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
    /// Throws ProtocolException unless a peer may use this id for a new entity: one of its own, the
    /// next one at most.
    void requireCreatable(EntityId id) const;
+   /// Notes that the peer has given this id: what it says of it is never a fault again, even when a
+   /// handler takes the new entity away before it has its adapter.
+   void idGiven(EntityId id);
    bool isOwnId(EntityId id) const { return (id.second & 1) == ownSecond_; }
    Ptr<In> const& in() const { return in_; }
    /// The adapter's entity has another parent now, or goes.

@@ -46,6 +46,8 @@ class IdTable {
       place = adapter;
       highest_ = std::max(highest_, number);
    }
+   /// The number has been given, whether or not it will ever be bound.
+   void given(std::uint32_t number) { highest_ = std::max(highest_, number); }
    void unbind(std::uint32_t number) {
       std::size_t const group = number / groupSize;
       if (find(number) == nullptr) {

@@ -367,6 +367,28 @@ TEST_F(Edge, aHandlerDeletesTheMemberThatIsBeingMade) {
    EXPECT_TRUE(copy->up());
 }
 
+TEST_F(Edge, aReactorThatComesBeforeTheLogDeletesWhatIsBeingMade) {
+   start();
+   link->cut();
+   // The new log listens behind this one, so the member is gone before it can have its adapter.
+   auto const watcher = Fen::makePtr<Watcher>(copy);
+   watcher->onPortDo = [&](Fen::Name key) {
+      if (copy->port(key)) {
+         copy->portDel(key);
+      }
+   };
+   root->portIs("p", "k", "s")->labelIs("late");
+   link->mount(root);
+   link->settle();
+   EXPECT_FALSE(copy->port("p"));
+   EXPECT_FALSE(link->target->isClosed());
+   root->upIs(true);
+   root->portIs("q", "k", "s")->labelIs("late");
+   link->settle();
+   EXPECT_TRUE(copy->up());
+   EXPECT_EQ(link->target->entities(), 1u);
+}
+
 TEST_F(Edge, aMemberDeletedWhileItIsMadeIsRemovedThereToo) {
    start({.writable = true});
    auto const watcher = Fen::makePtr<Watcher>(copy);
