@@ -14,22 +14,30 @@ namespace {
 
 std::string attr(Attribute const& a) { return "Fen" + upperFirst(a.name) + "Attr"; }
 
-bool isStreamed(Attribute const& a) {
-   return !slotNames(a).empty() && a.kind != AttributeKind::recordCollection;
-}
+bool isStreamed(Attribute const& a) { return !slotNames(a).empty(); }
 
 bool isText(Attribute const& a) {
    return a.kind == AttributeKind::scalar && a.type->shape == Shape::text;
 }
 
 bool ownsEntity(Attribute const& a) {
-   return a.kind == AttributeKind::owned || a.kind == AttributeKind::ownedCollection;
+   return a.kind == AttributeKind::owned || a.kind == AttributeKind::ownedCollection ||
+          a.kind == AttributeKind::recordCollection;
 }
 
-std::string memberValueType(Attribute const& a) {
+/// What the operations about an owned entity's adapter take: the entity, or the record that owns
+/// it, since the entity alone does not tell its key.
+std::string holderType(Type const& type, Attribute const& a) {
+   return a.kind == AttributeKind::recordCollection
+             ? "Fen::Ptr<" + scopedName(type) + "::Fen" + upperFirst(a.name) + ">"
+             : pointerTo(*a.type);
+}
+
+std::string memberValueType(Type const& type, Attribute const& a) {
    switch (a.kind) {
    case AttributeKind::ownedCollection:
-      return pointerTo(*a.type) + " const&";
+   case AttributeKind::recordCollection:
+      return holderType(type, a) + " const&";
    case AttributeKind::referenceCollection:
       return pointerTo(*a.type, a.constTarget) + " const&";
    default:
@@ -89,15 +97,15 @@ void emitAdapter(EmitText& out, Type const& type) {
                   "::id, &key); }");
          out.line("bool fenHandle" + upper + "SerializeColl() { return fenAttributeSerialize(" +
                   attr(*a) + "::id); }");
-         out.line("void fenHandle" + upper + "SerializeSing(" + key + ", " + memberValueType(*a) +
-                  ", bool) { on" + upper + "(key); }");
+         out.line("void fenHandle" + upper + "SerializeSing(" + key + ", " +
+                  memberValueType(type, *a) + ", bool) { on" + upper + "(key); }");
       }
       if (isText(*a)) {
          out.line("bool fenHandle" + upper + "Serialize() { return fenAttributeSerialize(" +
                   attr(*a) + "::id); }");
       }
       if (ownsEntity(*a)) {
-         std::string const member = pointerTo(*a->type) + " const& member";
+         std::string const member = holderType(type, *a) + " const& member";
          std::string const start = a->name + "NboAttrLogAdapter";
          out.line(std::string(adapterPointer) + " " + start + "(" + member + ") const;");
          out.line(std::string(adapterPointer) + " " + start + "Is(" + member + ");");
@@ -119,13 +127,19 @@ void emitAdapterSource(EmitText& out, Type const& type) {
       if (!isStreamed(*a) || !ownsEntity(*a)) {
          continue;
       }
-      std::string const pointer = pointerTo(*a->type) + " const& member";
+      std::string const pointer = holderType(type, *a) + " const& member";
+      bool const isRecord = a->kind == AttributeKind::recordCollection;
+      // A record that owns nothing has no adapter.
+      std::string const entity = isRecord ? "member->" + a->name + "()" : "member";
       std::string const method = std::string(name) + "::" + a->name + "NboAttrLogAdapter";
       out.open(std::string(adapterPointer) + " " + method + "(" + pointer + ") const {");
-      out.line("return fenMemberAdapter(member);");
+      out.line("return fenMemberAdapter(" + entity + ");");
       out.close("}");
       out.open(std::string(adapterPointer) + " " + method + "Is(" + pointer + ") {");
-      if (isCollection(a->kind)) {
+      if (isRecord) {
+         out.line("return fenMemberAdapterIs(" + attr(*a) + "::id, " + entity +
+                  ", &member->key());");
+      } else if (isCollection(a->kind)) {
          std::string const key = a->keyType->cppName;
          out.line(key + " const key(Fen::HashMapKey<" + a->type->cppName + ", " + key +
                   ">::key(*member));");
@@ -135,7 +149,7 @@ void emitAdapterSource(EmitText& out, Type const& type) {
       }
       out.close("}");
       out.open("void " + method + "Del(" + pointer + ") {");
-      out.line("fenMemberAdapterDel(member);");
+      out.line("fenMemberAdapterDel(" + entity + ");");
       out.close("}");
    }
 }

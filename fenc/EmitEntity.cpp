@@ -254,8 +254,10 @@ class EntityHeader {
          kind = "referenceCollection";
          break;
       case AttributeKind::ownedCollection:
-      case AttributeKind::recordCollection:
          kind = "ownedCollection";
+         break;
+      case AttributeKind::recordCollection:
+         kind = "recordCollection";
          break;
       default:
          kind = "scalar";

@@ -260,6 +260,8 @@ std::string kindWord(Attribute const& attribute) {
       return "referenceCollection";
    case AttributeKind::ownedCollection:
       return "ownedCollection";
+   case AttributeKind::recordCollection:
+      return "recordCollection";
    default:
       return "computed";
    }
@@ -273,8 +275,7 @@ std::string description(Type const& type, Attribute const& attribute) {
    if (isEntity && kind == "key") {
       return "Fen::keyDesc<" + scopedName(type) + ", Fen::Name>(" + id + ", " + name + ")";
    }
-   if (isEntity && attribute.isWritten() && kind != "constructorParameter" &&
-       attribute.kind != AttributeKind::recordCollection) {
+   if (isEntity && attribute.isWritten() && kind != "constructorParameter") {
       return "Fen::attrDesc<" + scopedName(type) + "::Fen" + upperFirst(attribute.name) + "Attr>()";
    }
    if (isEntity && kind == "constructorParameter" && attribute.kind != AttributeKind::back) {

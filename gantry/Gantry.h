@@ -43,6 +43,7 @@
 #include <gantry/runtime/fen/AttrWireCollection.h>
 #include <gantry/runtime/fen/AttrWireItem.h>
 #include <gantry/runtime/fen/AttrWireOwned.h>
+#include <gantry/runtime/fen/AttrWireRecord.h>
 #include <gantry/runtime/fen/Attribute.h>
 #include <gantry/runtime/fen/AttributeRules.h>
 #include <gantry/runtime/fen/BaseCollection.h>

@@ -51,6 +51,10 @@ class ListWriter : public Fen::AttrMemberReader {
       separate();
       out_ += json_ ? jsonText(name.view()) : plainText(name.view());
    }
+   void emptyRecord(Fen::String8 const& key) override {
+      separate();
+      out_ += json_ ? jsonText(key.view()) : plainText(key.view());
+   }
    void value(Fen::String8 const& key, void const* rawKey) override {
       separate();
       out_ += (json_ ? jsonText(key.view()) + ":" : plainText(key.view()) + "=") +

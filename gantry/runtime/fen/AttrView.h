@@ -34,6 +34,8 @@ class GANTRY_EXPORT AttrMemberReader {
  public:
    /// An owned entity.
    virtual void entity(String8 const& key, Ptr<Entity> const& member) = 0;
+   /// A record that owns no entity; one that does is told by what it owns.
+   virtual void emptyRecord(String8 const&) {}
    /// A value or a reference; it is read by giving the key to AttrView::memberValue.
    virtual void value(String8 const& key, void const* rawKey) = 0;
 
@@ -49,7 +51,8 @@ struct AttrView {
    void (*members)(Entity const& owner, AttrMemberReader& reader);
    /// The text of a key as a notification carries it.
    String8 (*keyText)(void const* key);
-   /// The owned entity at such a key (ignored for a single child), null when there is none.
+   /// The owned entity at such a key (ignored for a single child), null when there is none; of a
+   /// record what it owns.
    Ptr<Entity> (*member)(Entity const& owner, void const* key);
    /// Reads the value at such a key; false when there is none.
    bool (*memberValue)(Entity const& owner, void const* key, AttrReader& reader);
@@ -118,6 +121,16 @@ struct AttrViewOf {
    static Ptr<Entity> ownedMember(Entity const& owner, void const* key) {
       return Ptr<Entity>(field(owner).find(*static_cast<typename Attr::Key const*>(key)));
    }
+   static void records(Entity const& owner, AttrMemberReader& reader) {
+      field(owner).forEachMember([&reader](typename Attr::Member* record) {
+         String8 const key = attrKeyText(record->key());
+         record->fenChild() ? reader.entity(key, record->fenChild()) : reader.emptyRecord(key);
+      });
+   }
+   static Ptr<Entity> recordMember(Entity const& owner, void const* key) {
+      auto const* const record = field(owner).find(*static_cast<typename Attr::Key const*>(key));
+      return record != nullptr ? Ptr<Entity>(record->fenChild()) : Ptr<Entity>();
+   }
    static String8 keyText(void const* key) {
       return attrKeyText(*static_cast<typename Attr::Key const*>(key));
    }
@@ -143,6 +156,8 @@ struct AttrViewOf {
          return {nullptr, &child, &noKey, &childMember, nullptr};
       } else if constexpr (Attr::kind == AttrKind::ownedCollection) {
          return {nullptr, &owned, &keyText, &ownedMember, nullptr};
+      } else if constexpr (Attr::kind == AttrKind::recordCollection) {
+         return {nullptr, &records, &keyText, &recordMember, nullptr};
       } else {
          return {nullptr, &values, &keyText, nullptr, &memberValue};
       }

@@ -5,7 +5,7 @@
 namespace Fen {
 
 void AttrWire::transaction(Adapter&, Entity&, AttrTransactionType) const {}
-void AttrWire::memberDirty(Adapter&, Entity const&) const {}
+void AttrWire::memberDirty(Adapter&, Entity const&, void const*) const {}
 void AttrWire::textIs(Adapter&, Entity&, std::string_view) const {}
 void AttrWire::forEachOwned(Entity&, void (*)(Entity&, void*), void*) const {}
 bool AttrWire::isCollection() const { return false; }
@@ -37,6 +37,8 @@ void AttrWire::itemChanged(Adapter& adapter, Entity& entity) const {
 EntityWire const* EntityWire::of(Entity const& entity) { return entity.fwkType()->wire(); }
 
 namespace AttrLog {
+
+void const* OwnedPlace::recordKey() const { return nullptr; }
 
 Sent OwnedPlace::send(AttrWire::Adapter& adapter, Entity& member) const {
    EntityWire const* const wire = wireOf(member);
@@ -110,7 +112,7 @@ Ptr<Entity> OwnedPlace::receive(AttrWire::Adapter& adapter, Entity& owner, NboAt
       member->fenMarkedForDeletionIs(false);
       adapter.fenMemberReceived(member, creation.id);
    } else {
-      demuxer->checkEphemeralEntityDeletion(creation.id, member, adapter, id);
+      demuxer->checkEphemeralEntityDeletion(creation.id, member, adapter, id, recordKey());
    }
    return wanted;
 }

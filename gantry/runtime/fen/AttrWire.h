@@ -7,6 +7,7 @@
 
 #include <gantry/runtime/fen/AttrWireItem.h>
 #include <gantry/runtime/fen/AttrWireOwned.h>
+#include <gantry/runtime/fen/AttrWireRecord.h>
 
 namespace Fen {
 
@@ -49,6 +50,12 @@ constexpr AttrWire const* attrWire() {
    } else if constexpr (Attr::kind == AttrKind::ownedCollection) {
       if constexpr (Constructible<typename Attr::Member>) {
          return &wireObject<OwnedCollectionWire<Attr, OwnedMemberPlace<Attr>>>;
+      } else {
+         return nullptr;
+      }
+   } else if constexpr (Attr::kind == AttrKind::recordCollection) {
+      if constexpr (Constructible<typename Attr::Member::Child>) {
+         return &wireObject<RecordCollectionWire<Attr>>;
       } else {
          return nullptr;
       }

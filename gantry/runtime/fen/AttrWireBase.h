@@ -49,8 +49,9 @@ struct GANTRY_EXPORT AttrWire {
                         Received const& received) const = 0;
    /// A transaction on the attribute begins, ends or is void.
    virtual void transaction(Adapter& adapter, Entity& entity, AttrTransactionType type) const;
-   /// Notes an owned entity's place as dirty, though nothing may be written at this moment.
-   virtual void memberDirty(Adapter& adapter, Entity const& member) const;
+   /// Notes an owned entity's place as dirty, though nothing may be written at this moment. `key`
+   /// is that of the record that owned it, null elsewhere.
+   virtual void memberDirty(Adapter& adapter, Entity const& member, void const* key) const;
    /// A text that came in parts is whole.
    virtual void textIs(Adapter& adapter, Entity& entity, std::string_view whole) const;
    /// Calls `visit` for each entity that the attribute owns.

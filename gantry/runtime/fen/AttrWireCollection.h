@@ -55,14 +55,17 @@ struct CollectionWire : AttrWire {
       return collectionSend(adapter, entity);
    }
    void allDirty(Adapter& adapter) const final { flowIs(adapter).restart(); }
-   void memberDirty(Adapter& adapter, Entity const& member) const final {
+   void memberDirty(Adapter& adapter, [[maybe_unused]] Entity const& member,
+                    [[maybe_unused]] void const* key) const final {
       if constexpr (std::derived_from<Member, Entity>) {
          flowIs(adapter).dirtyIs(
             Key(HashMapKey<Member, Key>::key(static_cast<Member const&>(member))), true);
+      } else {
+         flowIs(adapter).dirtyIs(*static_cast<Key const*>(key), true);
       }
    }
    bool isCollection() const final { return true; }
-   void transaction(Adapter&, Entity& entity, AttrTransactionType type) const final {
+   void transaction(Adapter& adapter, Entity& entity, AttrTransactionType type) const final {
       if (type == AttrTransactionType::abort) {
          return;
       }
@@ -80,7 +83,7 @@ struct CollectionWire : AttrWire {
             } else if (member->fenMarkedForDeletion()) {
                member->fenMarkedForDeletionIs(false);
                Key const key(HashMapKey<Member, Key>::key(*member));
-               memberDel(owner, key);
+               memberDel(adapter, owner, key);
             }
          }
       } while (version != map(entity).version());
@@ -109,7 +112,8 @@ struct CollectionWire : AttrWire {
    /// Writes the member, or the removal of its key.
    virtual Sent memberSend(Adapter& adapter, Entity& entity, Key const& key,
                            Member* member) const = 0;
-   virtual void memberDel(Owner& owner, Key const& key) const = 0;
+   /// Deletes what the peer no longer has.
+   virtual void memberDel(Adapter& adapter, Owner& owner, Key const& key) const = 0;
    /// Whether the peer's transactions are about this member.
    virtual bool sweeps(Member const&) const { return true; }
    /// False when a full walk had better wait until more entities have their ids.
@@ -224,10 +228,7 @@ struct ValueCollectionWire final : CollectionWire<Attr> {
       if (received.removal) {
          Key const key = Form<Key>::take(in);
          if (received.apply) {
-            if (Member const* const gone = this->map(entity).find(key)) {
-               adapter.fenHeld(0, held(key, gone->value()));
-            }
-            valueMemberDel<Attr>(owner, key);
+            memberDel(adapter, owner, key);
          } else {
             this->changed(adapter, entity, &key);
          }
@@ -258,7 +259,12 @@ struct ValueCollectionWire final : CollectionWire<Attr> {
       AttrWire::end(out);
       return Sent::all;
    }
-   void memberDel(Owner& owner, Key const& key) const override { valueMemberDel<Attr>(owner, key); }
+   void memberDel(Adapter& adapter, Owner& owner, Key const& key) const override {
+      if (Member const* const gone = this->map(owner).find(key)) {
+         adapter.fenHeld(0, held(key, gone->value()));
+      }
+      valueMemberDel<Attr>(owner, key);
+   }
 
  private:
    static std::size_t held(Key const& key, Value const& value) {
@@ -302,7 +308,7 @@ struct ReferenceCollectionWire final : CollectionWire<Attr> {
          this->changed(adapter, entity, &key);
          return;
       }
-      std::size_t const bytes = sizeof(Member) + Form<Key>::held(key);
+      std::size_t const bytes = held(key);
       Member* const member = this->map(entity).find(key);
       if (member != nullptr) {
          member->fenMarkedForDeletionIs(false);
@@ -327,7 +333,10 @@ struct ReferenceCollectionWire final : CollectionWire<Attr> {
       AttrWire::end(out);
       return Sent::all;
    }
-   void memberDel(Owner& owner, Key const& key) const override { valueMemberDel<Attr>(owner, key); }
+   void memberDel(Adapter& adapter, Owner& owner, Key const& key) const override {
+      adapter.fenHeld(0, held(key));
+      valueMemberDel<Attr>(owner, key);
+   }
    /// What points at entities that have no id yet waits, so that the sweep at the end of the walk
    /// does not take members away that would come again.
    bool readyToWalk(Adapter& adapter, Entity& entity) const override {
@@ -340,6 +349,9 @@ struct ReferenceCollectionWire final : CollectionWire<Attr> {
       });
       return ready;
    }
+
+ private:
+   static std::size_t held(Key const& key) { return sizeof(Member) + Form<Key>::held(key); }
 };
 
 } // namespace Fen::AttrLog

@@ -22,6 +22,8 @@ struct GANTRY_EXPORT OwnedPlace {
    /// Takes a fresh member in, and notifies.
    virtual void take(Entity& owner, Ptr<Entity> const& member) const = 0;
    virtual void drop(Entity& owner, Ptr<Entity> const& member) const = 0;
+   /// The key of the record that is the place, null for every other.
+   virtual void const* recordKey() const;
 
    /// Writes the creation of a member; the first time its attributes follow.
    Sent send(AttrWire::Adapter& adapter, Entity& member) const;
@@ -136,7 +138,7 @@ struct OwnedCollectionWire final : CollectionWire<Attr> {
       }
       return place.send(adapter, *member);
    }
-   void memberDel(Owner& owner, Key const& key) const override {
+   void memberDel(Adapter&, Owner& owner, Key const& key) const override {
       if (Ptr<Entity> const gone{this->map(owner).find(key)}) {
          place.drop(owner, gone);
       }
@@ -181,7 +183,7 @@ struct ChildWire final : AttrWire {
          changed(adapter, entity, nullptr);
       }
    }
-   void memberDirty(Adapter& adapter, Entity const&) const override {
+   void memberDirty(Adapter& adapter, Entity const&, void const*) const override {
       adapter.fenFlowIs().dirtyIs(Attr::id, true);
    }
    void forEachOwned(Entity& entity, void (*visit)(Entity&, void*), void* context) const override {

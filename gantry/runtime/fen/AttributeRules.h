@@ -49,6 +49,8 @@ enum class AttrKind : std::uint8_t {
    referenceCollection,
    /// Owned entities by key.
    ownedCollection,
+   /// Records by key, each of which owns one entity, or none (RecordMember.h).
+   recordCollection,
    /// Read through another attribute or computed; no storage.
    computed,
 };
@@ -437,6 +439,19 @@ Ptr<Entity> attrMember(Entity const& owner, String8 const& key) {
    auto& typed = const_cast<typename Attr::Owner&>(static_cast<typename Attr::Owner const&>(owner));
    if constexpr (Attr::kind == AttrKind::child) {
       return Attr::field(typed);
+   } else if constexpr (Attr::kind == AttrKind::recordCollection) {
+      // A path names entities, and a record's key need not be the name of what it owns.
+      auto const* const likely = Attr::field(typed).find(typename Attr::Key(key));
+      if (likely != nullptr && likely->fenChild() && likely->fenChild()->name() == key) {
+         return likely->fenChild();
+      }
+      Ptr<Entity> found;
+      Attr::field(typed).forEachMember([&](typename Attr::Member* record) {
+         if (!found && record->fenChild() && record->fenChild()->name() == key) {
+            found = record->fenChild();
+         }
+      });
+      return found;
    } else {
       return Ptr<Entity>(Attr::field(typed).find(typename Attr::Key(key)));
    }
@@ -456,6 +471,16 @@ constexpr AttrDesc plainDesc(AttributeId id, char const* name, AttrKind kind, ch
                              char const* keyType) {
    return {id, name, kind, valueType, keyType, nullptr, nullptr};
 }
+template <class Attr, class Member>
+constexpr AttrDesc ownedPlaceDesc() {
+   AttrDesc description = {
+      Attr::id, Attr::name, Attr::kind, TypeName<Member>::name, TypeName<typename Attr::Key>::name,
+      nullptr,  nullptr};
+   if constexpr (std::is_constructible_v<typename Attr::Key, String8>) {
+      description.member = &attrMember<Attr>;
+   }
+   return description;
+}
 template <class Attr>
 constexpr AttrDesc attrPlaceDesc() {
    if constexpr (Attr::kind == AttrKind::scalar || Attr::kind == AttrKind::reference) {
@@ -465,23 +490,9 @@ constexpr AttrDesc attrPlaceDesc() {
       return {Attr::id, Attr::name, Attr::kind,       TypeName<typename Attr::Member>::name,
               nullptr,  nullptr,    &attrMember<Attr>};
    } else if constexpr (Attr::kind == AttrKind::ownedCollection) {
-      if constexpr (std::is_constructible_v<typename Attr::Key, String8>) {
-         return {Attr::id,
-                 Attr::name,
-                 Attr::kind,
-                 TypeName<typename Attr::Member>::name,
-                 TypeName<typename Attr::Key>::name,
-                 nullptr,
-                 &attrMember<Attr>};
-      } else {
-         return {Attr::id,
-                 Attr::name,
-                 Attr::kind,
-                 TypeName<typename Attr::Member>::name,
-                 TypeName<typename Attr::Key>::name,
-                 nullptr,
-                 nullptr};
-      }
+      return ownedPlaceDesc<Attr, typename Attr::Member>();
+   } else if constexpr (Attr::kind == AttrKind::recordCollection) {
+      return ownedPlaceDesc<Attr, typename Attr::Member::Child>();
    } else {
       return {Attr::id,
               Attr::name,

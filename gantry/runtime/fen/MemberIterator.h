@@ -43,6 +43,9 @@ class MemberIterator : public HashMap<typename Attr::Member, typename Attr::Key>
       if constexpr (std::is_base_of_v<Entity, Member>) {
          ownedMemberNotify<Attr>(*attrOwner_, key, member);
       } else {
+         if constexpr (requires { member->fenTakenOut(); }) {
+            member->fenTakenOut();
+         }
          attrNotify<Attr>(*attrOwner_, key);
       }
    }

@@ -228,11 +228,11 @@ void Demuxer::rootGone() {
 }
 
 void Demuxer::checkEphemeralEntityDeletion(EntityId, Ptr<Entity> const& member, Adapter& above,
-                                           AttributeId attribute) {
+                                           AttributeId attribute, void const* recordKey) {
    // The removal happened while the holder's adapter was applying the creation, so nothing was
    // written of it. The peer, which still has the member, is told where it may be told.
    if (!above.isReadOnlyCopy()) {
-      above.attribute(attribute)->wire->memberDirty(above, *member);
+      above.attribute(attribute)->wire->memberDirty(above, *member, recordKey);
    }
 }
 

@@ -127,9 +127,10 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
    EntityId nextOwnId() const;
    void adapterDel(Entity::FenNboAttrLogSa& adapter);
    /// A member that was made for a received id has been deleted again by a handler: its creator is
-   /// told when it may be.
+   /// told when it may be. `recordKey` is that of the record that owned it, null elsewhere.
    void checkEphemeralEntityDeletion(EntityId id, Ptr<Entity> const& member,
-                                     Entity::FenNboAttrLogSa& above, AttributeId attribute);
+                                     Entity::FenNboAttrLogSa& above, AttributeId attribute,
+                                     void const* recordKey);
    /// Throws ProtocolException unless a peer may use this id for a new entity: one of its own, the
    /// next one at most.
    void requireCreatable(EntityId id) const;

@@ -2,17 +2,19 @@
 /// record is what the collection holds; the entity's parent is the owner of the collection.
 ///
 /// A record lives on the activity loop's thread. It is kept by the collection and by whoever holds
-/// it; one that outlives its owner creates entities without a parent.
+/// it; one that outlives its owner, or was taken out, creates entities without a parent. Setters
+/// may run handlers, which may take the record out and drop it: it stays until the call is over.
 #pragma once
 
-#include <gantry/runtime/fen/Attribute.h>
+#include <gantry/runtime/fen/AttributeRules.h>
 
 namespace Fen {
 
-template <class Owner, class KeyType, class Child>
+template <class Owner, class KeyType, class ChildType>
 class RecordMember : public PtrInterface {
  public:
    using Key = KeyType;
+   using Child = ChildType;
 
    RecordMember(Owner* owner, AttributeId id, Key const& key) : owner_(owner), id_(id), key_(key) {}
 
@@ -21,37 +23,68 @@ class RecordMember : public PtrInterface {
    HashMapLink& fwkHmLink() { return link_; }
    HashMapLink const& fwkHmLink() const { return link_; }
 
-   /// The owner is going, or the record has been taken out of its collection.
-   void fenOwnerDel() {
+   Ptr<Child> const& fenChild() const { return child_; }
+   /// The entity with that name, which is returned as it is when the record has it; another one
+   /// loses its parent and gives way.
+   Ptr<Child> fenChildIs(Name const& name) {
+      if (child_ && child_->name() == name) {
+         return child_;
+      }
+      Ptr<RecordMember> const self(this);
+      Ptr<Child> const child = fenNewChild(name);
+      fenChildTell();
+      return child;
+   }
+   /// Makes the entity, tells nobody that the record has another one.
+   Ptr<Child> fenNewChild(Name const& name) { return fenChildTake(makePtr<Child>(name)); }
+   /// Puts a fresh entity in; tells nobody that the record has another one.
+   Ptr<Child> fenChildTake(Ptr<Child> const& child) {
+      Ptr<RecordMember> const self(this);
+      // A handler of the one that goes may put another one in.
+      while (Ptr<Child> const former = std::exchange(child_, nullptr)) {
+         former->parentIs(nullptr);
+      }
+      child_ = child;
+      if (owner_ != nullptr) {
+         child->parentAttrIdIs(id_);
+         child->parentIs(Ptr<Entity>(owner_));
+      }
+      return child;
+   }
+   void fenChildDel() {
+      Ptr<RecordMember> const self(this);
+      if (Ptr<Child> const going = std::exchange(child_, nullptr)) {
+         going->parentIs(nullptr);
+         fenChildTell();
+      }
+   }
+
+   /// Tells that the record owns another entity. Typed reactors of the owner hear of records that
+   /// come and go; what a record owns is the record's own affair and has no notification. Generic
+   /// ones, which follow the whole tree for another node or for a tool, are told.
+   void fenChildTell() {
+      if (owner_ != nullptr) {
+         owner_->fenNotify(id_, &key_, [](PtrInterface::NotifieeConst&) {});
+      }
+   }
+
+   /// The owner is going: tells nobody.
+   void fenOwnerGone() {
       owner_ = nullptr;
       if (child_) {
          child_->fenParentGone();
       }
    }
+   /// The record has been taken out of its collection: the entity leaves the tree with it.
+   void fenTakenOut() {
+      owner_ = nullptr;
+      if (Ptr<Child> const child = child_) {
+         child->parentIs(nullptr);
+      }
+   }
 
  protected:
-   ~RecordMember() override { fenOwnerDel(); }
-
-   Ptr<Child> const& fenChild() const { return child_; }
-   /// The entity with that name, which is returned as it is when the record has it; another one
-   /// loses its parent and gives way.
-   Ptr<Child> fenChildIs(Name const& name) {
-      return child_ && child_->name() == name ? child_ : fenNewChild(name);
-   }
-   Ptr<Child> fenNewChild(Name const& name) {
-      fenChildDel();
-      child_ = makePtr<Child>(name);
-      if (owner_ != nullptr) {
-         child_->parentAttrIdIs(id_);
-         child_->parentIs(Ptr<Entity>(owner_));
-      }
-      return child_;
-   }
-   void fenChildDel() {
-      if (Ptr<Child> const going = std::move(child_)) {
-         going->parentIs(nullptr);
-      }
-   }
+   ~RecordMember() override { fenOwnerGone(); }
 
  private:
    HashMapLink link_;
@@ -72,6 +105,7 @@ Ptr<typename Attr::Member> newRecord(typename Attr::Owner& owner, typename Attr:
 /// Find-or-create of a record: one that is there is returned and nobody is told.
 template <class Attr>
 Ptr<typename Attr::Member> recordIs(typename Attr::Owner& owner, typename Attr::Key const& key) {
+   auto const held = ownerHeld(owner);
    if (Ptr<typename Attr::Member> const existing = Attr::field(owner).find(key)) {
       return existing;
    }
@@ -80,13 +114,29 @@ Ptr<typename Attr::Member> recordIs(typename Attr::Owner& owner, typename Attr::
    return record;
 }
 
+/// Puts a fresh entity into the record at a key, which is made when there is none: tells as
+/// recordIs does for a new record, and as a change within the record for one that was there.
+template <class Attr>
+void recordChildIs(typename Attr::Owner& owner, typename Attr::Key const& key,
+                   Ptr<typename Attr::Member::Child> const& child) {
+   auto const held = ownerHeld(owner);
+   if (Ptr<typename Attr::Member> const existing = Attr::field(owner).find(key)) {
+      existing->fenChildTake(child);
+      existing->fenChildTell();
+   } else {
+      newRecord<Attr>(owner, key)->fenChildTake(child);
+      attrNotify<Attr>(owner, key);
+   }
+}
+
 /// Takes a record out, with what it owns, and tells; null without notification when there is none.
 template <class Attr>
 Ptr<typename Attr::Member> recordDel(typename Attr::Owner& owner, typename Attr::Key const& key) {
+   auto const held = ownerHeld(owner);
    typename Attr::Key const kept(key);
    Ptr<typename Attr::Member> const record = Attr::field(owner).memberDel(kept);
    if (record) {
-      record->fenOwnerDel();
+      record->fenTakenOut();
       attrNotify<Attr>(owner, kept);
    }
    return record;
@@ -95,7 +145,7 @@ Ptr<typename Attr::Member> recordDel(typename Attr::Owner& owner, typename Attr:
 /// Cuts all records off from an owner that is going.
 template <class Attr>
 void recordsOrphan(typename Attr::Owner& owner) {
-   Attr::field(owner).forEachMember([](typename Attr::Member* record) { record->fenOwnerDel(); });
+   Attr::field(owner).forEachMember([](typename Attr::Member* record) { record->fenOwnerGone(); });
 }
 
 } // namespace Fen

@@ -373,7 +373,7 @@ bool Adapter::fenAttributeSerialize(AttributeId id) {
 
 Ptr<Adapter> Adapter::fenMemberAdapterIs(AttributeId id, Ptr<Entity> const& member,
                                          void const* key) {
-   if (demuxer_ != nullptr && fenAdapterOf(*member) == nullptr) {
+   if (demuxer_ != nullptr && member && fenAdapterOf(*member) == nullptr) {
       doNotification(id, key);
    }
    return fenMemberAdapter(member);

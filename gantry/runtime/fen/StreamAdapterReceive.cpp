@@ -72,7 +72,10 @@ void Adapter::receiveAttribute(AttributeId id, std::uint32_t recordKind, NboAttr
    AttrWire const& wire = *described->wire;
    bool const owns =
       described->kind == AttrKind::ownedCollection || described->kind == AttrKind::child;
-   bool const creates = owns && !received.removal;
+   // A record travels with what it owns, or, when it owns nothing, as a mere key.
+   bool const creates =
+      !received.removal && (owns || (described->kind == AttrKind::recordCollection &&
+                                     received.recordKind == NboAttrLog::createRecordKind));
    if (received.recordKind != (creates ? NboAttrLog::createRecordKind : 0)) {
       refuse(Refusal::malformed, "a message is of a kind that its attribute does not have");
    }

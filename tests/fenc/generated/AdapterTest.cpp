@@ -60,6 +60,13 @@ TEST(GeneratedAdapter, operationsHaveTheNamesOfTheAttributes) {
                                void (Adapter::*)(Fen::Name, Ptr<Mill> const&, bool)>));
    EXPECT_TRUE((std::is_same_v<decltype(&Adapter::millNboAttrLogAdapterDel),
                                void (Adapter::*)(Ptr<Mill> const&)>));
+   // What a record owns does not tell its key, so the record stands for it.
+   EXPECT_TRUE(
+      (std::is_same_v<decltype(&Adapter::fenHandleWardenSerializeSing),
+                      void (Adapter::*)(Fen::Name, Ptr<Village::FenWarden> const&, bool)>));
+   EXPECT_TRUE((std::is_same_v<decltype(&Adapter::wardenNboAttrLogAdapterDel),
+                               void (Adapter::*)(Ptr<Village::FenWarden> const&)>));
+   EXPECT_TRUE((std::is_same_v<decltype(&Flow::fenWardenHasSynced), bool (Flow::*)() const>));
    EXPECT_TRUE((std::is_same_v<decltype(&Flow::fenIsCountDirtyIs), void (Flow::*)(bool)>));
    EXPECT_TRUE((std::is_same_v<decltype(&Flow::fenMillHasSynced), bool (Flow::*)() const>));
 }

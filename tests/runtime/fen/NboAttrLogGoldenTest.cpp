@@ -211,6 +211,34 @@ TEST_F(GoldenChassis, singleChild) {
    EXPECT_FALSE(copy->console());
 }
 
+TEST_F(GoldenPanel, record) {
+   root->partIs("k");
+   // A record that owns nothing is its key alone.
+   EXPECT_EQ(written(), "00 00 00 21 01 00 00 05 "
+                        "00 00 00 02 00 00 00 00 00 00 01 0d 01 00 00 00 00 00 00 00 00 00 "
+                        "01 00 00 00 01 6b 03");
+   ASSERT_TRUE(copy->part("k"));
+   EXPECT_FALSE(copy->part("k")->part());
+   root->part("k")->partIs("c");
+   // With what it owns it is a creation: key, constructor parameters, id.
+   EXPECT_EQ(written().substr(0, 149),
+             "00 00 00 2e 01 00 00 05 "
+             "00 00 00 02 00 00 00 00 00 00 01 0d 01 00 00 00 00 00 00 00 97 00 "
+             "01 00 00 00 01 6b 00 00 00 01 63 00 00 00 03 00 00 00 00 03");
+   ASSERT_TRUE(copy->part("k")->part());
+   EXPECT_EQ(copy->part("k")->part()->name(), "c");
+   root->part("k")->partDel();
+   EXPECT_EQ(written(), "00 00 00 21 01 00 00 05 "
+                        "00 00 00 02 00 00 00 00 00 00 01 0d 01 00 00 00 00 00 00 00 00 00 "
+                        "01 00 00 00 01 6b 03");
+   EXPECT_FALSE(copy->part("k")->part());
+   root->partDel("k");
+   EXPECT_EQ(written(), "00 00 00 21 01 00 00 05 "
+                        "00 00 00 02 00 00 00 00 ff ff fe f3 01 00 00 00 00 00 00 00 00 00 "
+                        "01 00 00 00 01 6b 03");
+   EXPECT_EQ(copy->parts(), 0);
+}
+
 TEST(GoldenRoot, firstSynchronisation) {
    auto const root = Fen::dirFactory("d");
    Link link;

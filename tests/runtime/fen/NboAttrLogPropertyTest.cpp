@@ -53,6 +53,12 @@ void describe(std::ostream& out, Fen::Ptr<Fen::Entity> const& entity, std::strin
    } else if (auto* const panel = dynamic_cast<Panel*>(entity.ptr())) {
       out << path << " panel " << panel->u64 << " " << panel->alias << " " << panel->sensors()
           << " " << panel->versions() << "\n";
+      for (auto i = panel->partIterator(); i; ++i) {
+         out << path << " part " << i->key() << "\n";
+         if (i->part()) {
+            describeChassis(out, *i->part(), path + "/" + i->part()->name().str());
+         }
+      }
    } else if (auto* const directory = dynamic_cast<Fen::Dir*>(entity.ptr())) {
       for (Fen::Dir::Members::IteratorConst i(&directory->entityPtrs()); i; ++i) {
          describe(out, directory->entityPtr(i->name()), path + "/" + i->name().str());
@@ -144,8 +150,37 @@ class Story {
          directory->entityPtrIs(Fen::makePtr<Chassis>(fresh));
       }
    }
+   void changeParts(Panel& panel) {
+      std::string const key = name();
+      auto const record = panel.part(key);
+      switch (below(8)) {
+      case 0:
+         panel.partDel(key);
+         break;
+      case 1:
+         if (below(6) == 0) {
+            panel.partDelAll();
+         }
+         break;
+      case 2:
+         if (record) {
+            record->partDel();
+         }
+         break;
+      case 3:
+      case 4:
+         panel.partIs(key)->partIs(name());
+         break;
+      default:
+         if (record && record->part()) {
+            change(*record->part());
+         } else {
+            panel.partIs(key);
+         }
+      }
+   }
    void change(Panel& panel) {
-      switch (below(4)) {
+      switch (below(6)) {
       case 0:
          panel.set<Panel::U64Attr>(random_());
          break;
@@ -154,6 +189,10 @@ class Story {
          break;
       case 2:
          below(2) ? panel.sensorIs(Sample::Reading(name(), below(9))) : panel.sensorDel(name());
+         break;
+      case 3:
+      case 4:
+         changeParts(panel);
          break;
       default:
          below(2) ? panel.versionIs(below(50), below(2)) : panel.versionDel(below(50));
@@ -170,7 +209,11 @@ class Story {
          chassis.primaryIs(below(3) ? port : Fen::Ptr<Port>());
          break;
       case 2:
-         below(3) ? chassis.consoleIs(key, "k", "s") : chassis.consoleDel();
+         if (chassis.console() && below(2)) {
+            chassis.console()->speedIs(static_cast<std::uint32_t>(random_()));
+         } else {
+            below(3) ? chassis.consoleIs(key, "k", "s") : chassis.consoleDel();
+         }
          break;
       case 3:
          // The same name comes back with other constructor parameters.

@@ -27,7 +27,11 @@ Fen::String8 valueToStrep(Reading const& value) {
 }
 Fen::String8 valueToStrep(Mood mood) { return Fen::valueToStrep(static_cast<unsigned>(mood)); }
 
-Panel::~Panel() = default;
+Panel::~Panel() { Fen::recordsOrphan<PartAttr>(*this); }
+
+void Panel::PartAttr::tell(Fen::PtrInterface::NotifieeConst& notifiee, Key const& key) {
+   static_cast<Panel::Notifiee&>(notifiee).onPart(key);
+}
 
 namespace {
 
@@ -43,6 +47,7 @@ constexpr Fen::AttrDesc panelAttributes[] = {
    Fen::attrDesc<Panel::AliasAttr>(),
    Fen::attrDesc<Panel::SensorAttr>(),
    Fen::attrDesc<Panel::VersionAttr>(),
+   Fen::attrDesc<Panel::PartAttr>(),
 };
 constexpr Fen::ParameterDesc panelParameters[] = {{"panelName", "Fen::Name"}};
 constexpr Fen::TypeDesc panelType = {

@@ -1,11 +1,12 @@
 /// An entity with the kinds of attributes that the other hand-written ones do not have, in the
 /// shape that the schema compiler emits: numbers of every width, an enumeration, a value type,
-/// values that carry their key, and a collection keyed by number. For the tests of the log.
+/// values that carry their key, a collection keyed by number, and records. For the tests of the
+/// log.
 #pragma once
 
-#include <gantry/runtime/fen/Attribute.h>
-#include <gantry/runtime/fen/FenType.h>
-#include <gantry/runtime/fen/MemberIterator.h>
+#include "HandWrittenEntity.h"
+
+#include <gantry/runtime/fen/RecordMember.h>
 
 namespace Sample {
 
@@ -121,6 +122,41 @@ class Panel : public Fen::Entity {
    void versionDel(std::uint32_t key) { Fen::valueMemberDel<VersionAttr>(*this, key); }
    int versions() const { return version_.size(); }
 
+   class FenPart : public Fen::RecordMember<Panel, Fen::Name, Chassis> {
+    public:
+      using RecordMember::RecordMember;
+      Fen::Ptr<Chassis> part() const { return fenChild(); }
+      Fen::Ptr<Chassis> partIs(Fen::Name const& name) { return fenChildIs(name); }
+      void partDel() { fenChildDel(); }
+   };
+   struct PartAttr {
+      using Owner = Panel;
+      using Key = Fen::Name;
+      using Member = FenPart;
+      static constexpr Fen::AttrKind kind = Fen::AttrKind::recordCollection;
+      static constexpr Fen::AttributeId id = 269;
+      static constexpr char const* name = "part";
+      static Fen::HashMap<FenPart, Fen::Name>& field(Owner& owner) { return owner.part_; }
+      static void tell(Fen::PtrInterface::NotifieeConst& notifiee, Key const& key);
+   };
+   using PartIterator = Fen::MemberIterator<PartAttr>;
+   Fen::Ptr<FenPart> part(Fen::Name const& key) const { return part_.find(key); }
+   Fen::Ptr<FenPart> partIs(Fen::Name const& key) { return Fen::recordIs<PartAttr>(*this, key); }
+   Fen::Ptr<FenPart> partDel(Fen::Name const& key) { return Fen::recordDel<PartAttr>(*this, key); }
+   void partDelAll() { Fen::memberDelAll<PartAttr>(*this); }
+   int parts() const { return part_.size(); }
+   PartIterator partIterator() { return PartIterator(*this); }
+
+   /// Is told of the parts alone.
+   class Notifiee : public Fen::Entity::Notifiee {
+    public:
+      using NotifierType = Panel;
+      virtual void onPart(Fen::Name) {}
+
+    protected:
+      explicit Notifiee(Fen::Ptr<Panel> const& panel) { fenNotifierStore(panel.ptr()); }
+   };
+
    static Fen::FenType* _fwkType();
    Fen::FenType* fwkType() const override { return _fwkType(); }
    void fenParametersMatch() const {}
@@ -132,6 +168,7 @@ class Panel : public Fen::Entity {
  private:
    Fen::HashMap<FenSensor, Fen::Name> sensor_;
    Fen::HashMap<FenVersion, std::uint32_t> version_;
+   Fen::HashMap<FenPart, Fen::Name> part_;
 };
 
 } // namespace Sample
