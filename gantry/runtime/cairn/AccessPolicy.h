@@ -12,7 +12,8 @@ namespace Cairn {
 
 /// What a peer asks for, and what the server knows of it.
 struct AccessRequest {
-   /// What the peer calls itself: a claim and nothing more.
+   /// The text of the system id that the peer claims, or what it calls itself when it claims none:
+   /// a claim and nothing more.
    Fen::String8 claimedName;
    /// Where its connection comes from.
    Nimet::IpAddr address;

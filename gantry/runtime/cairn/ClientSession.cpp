@@ -46,6 +46,8 @@ void ClientSession::handleConnected() {
 void ClientSession::helloSend() {
    Hello hello;
    hello.name = config().localName;
+   hello.systemId = config().localSystemId;
+   hello.servingPort = config().localServingPort;
    putHello(out(), hello);
 }
 

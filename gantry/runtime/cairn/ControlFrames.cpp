@@ -45,6 +45,12 @@ void putHello(Fen::Connection::Out& out, Hello const& hello) {
    out.putU16(hello.version);
    out.putU32(hello.messageBytes);
    putControlText(out, hello.name);
+   if (hello.systemId != Nimet::EthAddr()) {
+      for (std::uint8_t const byte : hello.systemId.bytes()) {
+         out.putU8(byte);
+      }
+      out.putU16(hello.servingPort);
+   }
    out.frameEnd();
 }
 
@@ -111,6 +117,17 @@ Hello takeHello(Fen::ByteConnection::In& in) {
    }
    hello.messageBytes = in.nextU32();
    hello.name = takeControlText(in);
+   if (in.left() != 0) {
+      Nimet::EthAddr::Bytes bytes;
+      for (std::uint8_t& byte : bytes) {
+         byte = in.nextU8();
+      }
+      hello.systemId = Nimet::EthAddr(bytes);
+      hello.servingPort = in.nextU16();
+      if (hello.systemId == Nimet::EthAddr()) {
+         refuse(Refusal::malformed, "a hello says that it comes from no system");
+      }
+   }
    takeEnd(in);
    return hello;
 }

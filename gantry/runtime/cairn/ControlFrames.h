@@ -8,6 +8,7 @@
 #include <gantry/runtime/cairn/MountStatus.h>
 #include <gantry/runtime/fen/NboAttrLogIn.h>
 #include <gantry/runtime/fen/NboAttrLogOut.h>
+#include <gantry/runtime/nimet/EthAddr.h>
 
 namespace Cairn {
 
@@ -23,8 +24,12 @@ struct Hello {
    std::uint16_t version = protocolVersion;
    /// The longest message that this side takes.
    std::uint32_t messageBytes = Fen::NboAttrLog::messageBytesLimit;
-   /// Who connects, for traces; may be empty.
+   /// Who connects; may be empty.
    Fen::String8 name;
+   /// The system that connects, and the port on which it serves itself, 0 for none. Only a system
+   /// that has an id says either.
+   Nimet::EthAddr systemId;
+   std::uint16_t servingPort = 0;
 };
 
 /// The first frame of the serving side.

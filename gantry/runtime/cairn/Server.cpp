@@ -22,6 +22,9 @@ constexpr double exhaustionPause = 1.0;
 
 } // namespace
 
+PeerPolicy::PeerPolicy() = default;
+PeerPolicy::~PeerPolicy() = default;
+
 Server::Server(Fen::Name sysname, Fen::Ptr<Fen::Dir> const& root)
    : sysname_(sysname), root_(root) {}
 Server::~Server() = default;
@@ -97,7 +100,13 @@ class TcpServer : public Server, private Socket::User, private ServerSession::Us
    Fen::Ptr<Fen::Dir> servedRoot() const override { return root(); }
    bool servedWritable() const override { return writable(); }
    Fen::Ptr<AccessPolicy> servedPolicy() const override { return accessPolicy(); }
+   Fen::String8 handlePeer(ServerSession& session) override {
+      return peerPolicy() ? peerPolicy()->handlePeer(session.identity()) : Fen::String8();
+   }
    void handleSessionClosed(ServerSession& session) override {
+      if (peerPolicy() && session.isAdmitted()) {
+         peerPolicy()->handlePeerGone(session.identity());
+      }
       auto const at = std::find(sessions_.begin(), sessions_.end(), &session);
       if (at != sessions_.end()) {
          std::swap(*at, sessions_.back());

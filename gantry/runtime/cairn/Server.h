@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gantry/runtime/cairn/AccessPolicy.h>
+#include <gantry/runtime/cairn/PeerPolicy.h>
 #include <gantry/runtime/cairn/TcpConfig.h>
 #include <gantry/runtime/fen/Dir.h>
 #include <gantry/runtime/nimet/IpAddr.h>
@@ -30,6 +31,9 @@ class GANTRY_EXPORT Server : public Fen::PtrInterface {
    /// everything.
    Fen::Ptr<AccessPolicy> const& accessPolicy() const { return accessPolicy_; }
    void accessPolicyIs(Fen::Ptr<AccessPolicy> const& policy) { accessPolicy_ = policy; }
+   /// Who may be a peer; at first everybody. For peers that say hello from now on.
+   Fen::Ptr<PeerPolicy> const& peerPolicy() const { return peerPolicy_; }
+   void peerPolicyIs(Fen::Ptr<PeerPolicy> const& policy) { peerPolicy_ = policy; }
 
  protected:
    Server(Fen::Name sysname, Fen::Ptr<Fen::Dir> const& root);
@@ -39,6 +43,7 @@ class GANTRY_EXPORT Server : public Fen::PtrInterface {
    Fen::Name sysname_;
    Fen::Ptr<Fen::Dir> root_;
    Fen::Ptr<AccessPolicy> accessPolicy_;
+   Fen::Ptr<PeerPolicy> peerPolicy_;
    bool writable_ = false;
 };
 

@@ -102,7 +102,7 @@ Fen::Ptr<ServerSession> ServerSession::accepted(TcpConfig const& config, int des
    auto const socket = Fen::makePtr<Socket>(descriptor, socketUser);
    session->connected_ = true;
    session->peerIs(socket->peerText());
-   session->address_ = socket->peerAddress();
+   session->identity_.address = socket->peerAddress();
    session->socketIs(socket);
    socket->readableWantedIs(true);
    return session;
@@ -134,10 +134,21 @@ void ServerSession::takeHelloFrame(Fen::ByteConnection::In& in) {
    if (!peerFits(hello.version, hello.messageBytes)) {
       return;
    }
-   claimedName_ = hello.name;
    if (hello.name) {
       peerIs(peer() + " (" + hello.name + ")");
    }
+   identity_.name = hello.name;
+   identity_.systemId = hello.systemId;
+   identity_.servingPort = hello.servingPort;
+   Fen::String8 const refusal = user_ != nullptr ? user_->handlePeer(*this) : Fen::String8();
+   if (!refusal.empty()) {
+      close({mountStatusRefused, refusal}, "refused", true);
+      return;
+   }
+   if (isClosed()) {
+      return; // whoever was asked has taken the server away
+   }
+   admitted_ = true;
    establishedIs();
    HelloReply reply;
    reply.sysname = user_ != nullptr ? Fen::String8(user_->servedName()) : Fen::String8();
@@ -182,7 +193,10 @@ bool ServerSession::permitted(MountRequest const& request, std::string_view belo
    if (!policy) {
       return true;
    }
-   permit = policy->permit({claimedName_, address_, Fen::String8(below), request.typeName},
+   // A system is known by its id, whatever it is called.
+   Fen::String8 const claimed =
+      identity_.systemId != Nimet::EthAddr() ? identity_.systemId.stringValue() : identity_.name;
+   permit = policy->permit({claimed, identity_.address, Fen::String8(below), request.typeName},
                            refusal.status, refusal.reason);
    return bool(permit);
 }

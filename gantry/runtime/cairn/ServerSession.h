@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gantry/runtime/cairn/AccessPolicy.h>
+#include <gantry/runtime/cairn/PeerPolicy.h>
 #include <gantry/runtime/cairn/Session.h>
 #include <gantry/runtime/fen/Dir.h>
 
@@ -18,6 +19,8 @@ class GANTRY_EXPORT ServerSession : public Session {
       virtual bool servedWritable() const = 0;
       /// Null lets every peer mount everything.
       virtual Fen::Ptr<AccessPolicy> servedPolicy() const = 0;
+      /// The peer has said who it is: empty to let it in, else the reason not to.
+      virtual Fen::String8 handlePeer(ServerSession&) { return {}; }
       virtual void handleSessionClosed(ServerSession& session) = 0;
 
     protected:
@@ -28,6 +31,11 @@ class GANTRY_EXPORT ServerSession : public Session {
    ServerSession(TcpConfig const& config, Fen::String8 peer, User* user);
    /// On an accepted connection.
    static Fen::Ptr<ServerSession> accepted(TcpConfig const& config, int descriptor, User* user);
+
+   /// Who the peer is, complete once it has said hello.
+   PeerIdentity const& identity() const { return identity_; }
+   /// Whether the user has let it in.
+   bool isAdmitted() const { return admitted_; }
 
    /// The user goes; it is not called any more.
    void userDel() { user_ = nullptr; }
@@ -52,8 +60,8 @@ class GANTRY_EXPORT ServerSession : public Session {
                   Ending& refusal) const;
 
    User* user_;
-   Fen::String8 claimedName_;
-   Nimet::IpAddr address_;
+   PeerIdentity identity_;
+   bool admitted_ = false;
 };
 
 } // namespace Cairn

@@ -154,21 +154,29 @@ std::uint16_t Socket::localPort() const {
    return ntohs(address.sin_port);
 }
 
-Nimet::IpAddr Socket::peerAddress() const {
+namespace {
+
+/// The other end of a connection; of another family when there is none.
+sockaddr_in peerOf(int descriptor) {
    sockaddr_in address{};
    socklen_t size = sizeof address;
-   if (::getpeername(descriptor_, reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
-       address.sin_family != AF_INET) {
-      return {};
+   if (::getpeername(descriptor, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+      address.sin_family = AF_UNSPEC;
    }
-   return Nimet::IpAddr::fromNetworkOrder(address.sin_addr.s_addr);
+   return address;
+}
+
+} // namespace
+
+Nimet::IpAddr Socket::peerAddress() const {
+   sockaddr_in const address = peerOf(descriptor_);
+   return address.sin_family == AF_INET ? Nimet::IpAddr::fromNetworkOrder(address.sin_addr.s_addr)
+                                        : Nimet::IpAddr();
 }
 
 Fen::String8 Socket::peerText() const {
-   sockaddr_in address{};
-   socklen_t size = sizeof address;
-   if (::getpeername(descriptor_, reinterpret_cast<sockaddr*>(&address), &size) != 0 ||
-       address.sin_family != AF_INET) {
+   sockaddr_in const address = peerOf(descriptor_);
+   if (address.sin_family != AF_INET) {
       return "unknown";
    }
    auto const ip = Nimet::IpAddr::fromNetworkOrder(address.sin_addr.s_addr);

@@ -5,6 +5,7 @@
 #include <gantry/runtime/Export.h>
 #include <gantry/runtime/fen/NboAttrLogFrame.h>
 #include <gantry/runtime/fen/String.h>
+#include <gantry/runtime/nimet/EthAddr.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -38,8 +39,12 @@ struct TcpConfig {
    std::uint32_t mountsPerPeer = 4096;
    /// Connections that one server holds at a time.
    std::uint32_t peersPerServer = 4096;
-   /// The name that this process tells its peers, for their traces.
+   /// The name that this process tells its peers.
    Fen::String8 localName = {};
+   /// The system that this process is, and the port on which it serves; told to the peers that it
+   /// connects to. Zero for a process that is no system.
+   Nimet::EthAddr localSystemId = {};
+   std::uint16_t localServingPort = 0;
 };
 
 GANTRY_EXPORT TcpConfig& tcpConfig();

@@ -43,6 +43,8 @@ TEST(ControlFramesTest, HelloAndReply) {
    EXPECT_EQ(taken.version, 1);
    EXPECT_EQ(taken.messageBytes, 48u * 1024u);
    EXPECT_EQ(taken.name, "");
+   EXPECT_EQ(taken.systemId, Nimet::EthAddr());
+   EXPECT_EQ(taken.servingPort, 0);
    auto reply = bytesOf("00000013 21000000 0001 0000c000 00000005 6c65616631");
    EXPECT_EQ(written([](auto& out) {
                 HelloReply answer;
@@ -51,6 +53,28 @@ TEST(ControlFramesTest, HelloAndReply) {
              }),
              reply);
    EXPECT_EQ(takeHelloReply(*payload(reply)).sysname, "leaf1");
+}
+
+TEST(ControlFramesTest, HelloOfASystem) {
+   auto hello = bytesOf("0000001f 20000000 47414e54 0001 0000c000 00000005 6c65616631 "
+                        "020000000001 2329");
+   EXPECT_EQ(written([](auto& out) {
+                Hello mine;
+                mine.name = "leaf1";
+                mine.systemId = Nimet::EthAddr("02:00:00:00:00:01");
+                mine.servingPort = 9001;
+                putHello(out, mine);
+             }),
+             hello);
+   Hello const taken = takeHello(*payload(hello));
+   EXPECT_EQ(taken.name, "leaf1");
+   EXPECT_EQ(taken.systemId.stringValue(), "02:00:00:00:00:01");
+   EXPECT_EQ(taken.servingPort, 9001);
+   for (char const* bad : {"020000000001", "020000000001 2329 00", "000000000000 2329", "02"}) {
+      auto broken =
+         bytesOf(std::string("0000001f 20000000 47414e54 0001 0000c000 00000000 ") + bad);
+      EXPECT_THROW(takeHello(*payload(broken)), Fen::NboAttrLog::ProtocolException) << bad;
+   }
 }
 
 TEST(ControlFramesTest, Heartbeat) {
