@@ -90,3 +90,6 @@
 #include <gantry/runtime/ringscribe/TraceLayout.h>
 #include <gantry/runtime/ringscribe/TraceReader.h>
 #include <gantry/runtime/ringscribe/TraceSource.h>
+#include <gantry/service/CreateDirPath.h>
+#include <gantry/service/ServiceConfigDirSm.fen.h>
+#include <gantry/service/ServiceMountConfigSm.fen.h>
