@@ -20,8 +20,8 @@ using namespace Controller;
 constexpr std::array components = {"",   ".", "..",        "a",      "ab",
                                    "a ", "A", "published", "system", "02:00:00:00:00:01"};
 constexpr std::array types = {"Fen::Dir", "Controller::SystemPublishedMount", "Fen::Di"};
-/// The names by which peers come: two systems, one of them in a form that it does not have, nobody.
-constexpr std::array names = {"02:00:00:00:00:01", "02:00:00:00:00:02", "02:00:00:00:00:0A", ""};
+/// The peers: two systems, and nobody.
+constexpr std::array names = {"02:00:00:00:00:01", "02:00:00:00:00:02", ""};
 
 class Input {
  public:
@@ -43,12 +43,11 @@ class Input {
    std::size_t at_ = 0;
 };
 
-/// Takes everybody for the system whose name it says.
-class ByName : public PeerIdentifier {
+/// Takes everybody for the system that it says it is.
+class ByClaim : public PeerIdentifier {
  public:
-   SystemId identified(Fen::String8 const& claimedName, Nimet::IpAddr const&) const override {
-      SystemId const id(claimedName);
-      return id.stringValue() == claimedName ? id : SystemId();
+   SystemId identified(Cairn::PeerIdentity const& peer) const override {
+      return SystemId(peer.systemId.stringValue());
    }
 };
 
@@ -140,7 +139,7 @@ Answer asked(Served& served, std::size_t peer, std::string const& path, std::str
    auto const session = Fen::makePtr<Cairn::ServerSession>(config, "fuzzer", &served);
    auto const out = Fen::makePtr<Fen::Connection::Out>();
    Cairn::Hello hello;
-   hello.name = names[peer];
+   hello.systemId = SystemId(Fen::String8(names[peer]));
    Cairn::putHello(*out, hello);
    Cairn::putMountRequest(*out, 1, {Fen::String8(path), Fen::String8(type), "rw"});
    std::vector<std::uint8_t> bytes(out->pending().begin(), out->pending().end());
@@ -176,7 +175,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
             MountDesc(Fen::String8(each.path), "r", Fen::String8(each.type), "rt", "s"));
       all.push_back(each);
    }
-   Served served(Fen::makePtr<PublishedAccess>(table, Fen::makePtr<ByName>(), "published"));
+   Served served(Fen::makePtr<PublishedAccess>(table, Fen::makePtr<ByClaim>(), "published"));
    while (input.any()) {
       std::size_t const peer = input.below(names.size());
       std::string const path = input.path(input.below(4) == 0 ? "" : "a");

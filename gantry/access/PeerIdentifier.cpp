@@ -6,18 +6,13 @@ namespace Controller {
 PeerIdentifier::~PeerIdentifier() = default;
 RegisteredPeers::~RegisteredPeers() = default;
 
-SystemId RegisteredPeers::identified(Fen::String8 const& claimedName,
-                                     Nimet::IpAddr const& address) const {
-   SystemId const id(claimedName);
-   // Only the one text that a system id has: a peer is known by exactly one name.
-   if (id == SystemId() || id.stringValue() != claimedName || address.isZero()) {
-      return {};
-   }
+SystemId RegisteredPeers::identified(Cairn::PeerIdentity const& peer) const {
+   SystemId const id(peer.systemId.stringValue());
    Fen::Ptr<ControllerRegistration::SwitchConfig const> const config =
       controllerStatus_->switchConfig(id);
-   bool const registered = controllerStatus_->registeredSwitch(id) && config &&
-                           config->connectionConfig() &&
-                           config->connectionConfig()->ip() == address;
+   bool const registered =
+      id != SystemId() && !peer.address.isZero() && controllerStatus_->registeredSwitch(id) &&
+      config && config->connectionConfig() && config->connectionConfig()->ip() == peer.address;
    return registered ? id : SystemId();
 }
 

@@ -3,15 +3,14 @@
 #pragma once
 
 #include <gantry/model/Registration.fen.h>
+#include <gantry/runtime/cairn/PeerPolicy.h>
 
 namespace Controller {
 
 class GANTRY_EXPORT PeerIdentifier : public Fen::PtrInterface {
  public:
-   /// The system that a peer is; zero when it is none that is known. `claimedName` is what the peer
-   /// says, `address` where its connection comes from.
-   virtual SystemId identified(Fen::String8 const& claimedName,
-                               Nimet::IpAddr const& address) const = 0;
+   /// The system that a peer is; zero when it is none that is known.
+   virtual SystemId identified(Cairn::PeerIdentity const& peer) const = 0;
 
  protected:
    ~PeerIdentifier() override;
@@ -26,8 +25,7 @@ class GANTRY_EXPORT RegisteredPeers : public PeerIdentifier {
       Fen::Ptr<ControllerRegistration::ControllerStatus const> const& controllerStatus)
       : controllerStatus_(controllerStatus) {}
 
-   SystemId identified(Fen::String8 const& claimedName,
-                       Nimet::IpAddr const& address) const override;
+   SystemId identified(Cairn::PeerIdentity const& peer) const override;
 
  protected:
    ~RegisteredPeers() override;

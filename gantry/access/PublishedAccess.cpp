@@ -103,7 +103,7 @@ PublishedAccess::Verdict PublishedAccess::verdict(SystemId const& peer, Fen::Str
 
 Fen::Ptr<Cairn::Permit> PublishedAccess::permit(Cairn::AccessRequest const& request,
                                                 Cairn::MountStatus& refusal, Fen::String8& reason) {
-   SystemId const peer = identifier_->identified(request.claimedName, request.address);
+   SystemId const peer = identifier_->identified(request.peer);
    Verdict const decided = verdict(peer, request.path, request.typeName);
    if (decided == Verdict::granted) {
       if (request.path == recordPath(peer)) {
@@ -118,7 +118,7 @@ Fen::Ptr<Cairn::Permit> PublishedAccess::permit(Cairn::AccessRequest const& requ
       decided == Verdict::anotherType ? Cairn::mountStatusAnotherType : Cairn::mountStatusRefused;
    switch (decided) {
    case Verdict::unknownPeer:
-      reason = Fen::valueToStrep(request.claimedName) + " at " + request.address.stringValue() +
+      reason = request.peer.systemId.stringValue() + " at " + request.peer.address.stringValue() +
                " is not registered here";
       break;
    case Verdict::anotherType:

@@ -20,7 +20,7 @@ SystemId const leaf2("02:00:00:00:00:02");
 class PublishedAccessTest : public CairnTest::TcpTest {
  protected:
    PublishedAccessTest() {
-      tcpConfigName(leaf1.stringValue());
+      Cairn::tcpConfig().localSystemId = leaf1;
       served->entityPtrIs(table);
       Fen::Ptr<Fen::Dir> const config = Fen::dirFactory("config");
       served->entityPtrIs(config);
@@ -36,9 +36,8 @@ class PublishedAccessTest : public CairnTest::TcpTest {
       serve();
       server->accessPolicyIs(access);
    }
-   ~PublishedAccessTest() override { tcpConfigName(""); }
+   ~PublishedAccessTest() override { Cairn::tcpConfig().localSystemId = {}; }
 
-   static void tcpConfigName(Fen::String8 const& name) { Cairn::tcpConfig().localName = name; }
    static MountDesc description(Fen::String8 const& path) {
       return MountDesc(path, "remote", "Fen::Dir", "rt", "svc");
    }
@@ -75,34 +74,31 @@ class PublishedAccessTest : public CairnTest::TcpTest {
 };
 
 TEST_F(PublishedAccessTest, IdentityIsTheRegisteredIdFromItsAddress) {
-   Nimet::IpAddr const home("127.0.0.1");
-   Nimet::IpAddr const elsewhere("127.0.0.2");
-   auto const identified = [&](char const* name, Nimet::IpAddr const& address) {
-      return identifier->identified(name, address);
+   auto const identified = [&](SystemId const& id, char const* address, char const* name = "") {
+      return identifier->identified({Nimet::IpAddr(Fen::String8(address)), name, id, 9001});
    };
-   EXPECT_EQ(identified("02:00:00:00:00:01", home), leaf1);
-   EXPECT_EQ(identified("02:00:00:00:00:01", elsewhere), SystemId());
-   EXPECT_EQ(identified("02:00:00:00:00:02", home), SystemId());
-   EXPECT_EQ(identified("02:00:00:00:00:02", Nimet::IpAddr("192.0.2.2")), leaf2);
-   EXPECT_EQ(identified("02:00:00:00:00:03", home), SystemId());
-   EXPECT_EQ(identified("", home), SystemId());
-   EXPECT_EQ(identified("leaf1", home), SystemId());
-   EXPECT_EQ(identified("00:00:00:00:00:00", home), SystemId());
-   EXPECT_EQ(identified("02:00:00:00:00:01 ", home), SystemId());
-   EXPECT_EQ(identified("02:00:00:00:00:01", Nimet::IpAddr()), SystemId());
+   SystemId const leaf3("02:00:00:00:00:03");
+   EXPECT_EQ(identified(leaf1, "127.0.0.1"), leaf1);
+   EXPECT_EQ(identified(leaf1, "127.0.0.2"), SystemId());
+   EXPECT_EQ(identified(leaf2, "127.0.0.1"), SystemId());
+   EXPECT_EQ(identified(leaf2, "192.0.2.2"), leaf2);
+   EXPECT_EQ(identified(leaf3, "127.0.0.1"), SystemId());
+   // What a peer calls itself is for people.
+   EXPECT_EQ(identified(SystemId(), "127.0.0.1", "02:00:00:00:00:01"), SystemId());
+   EXPECT_EQ(identified(leaf1, "127.0.0.1", "02:00:00:00:00:02"), leaf1);
+   EXPECT_EQ(identified(leaf1, "0.0.0.0"), SystemId());
    status->registeredSwitchIs(leaf1, false);
-   EXPECT_EQ(identified("02:00:00:00:00:01", home), SystemId());
+   EXPECT_EQ(identified(leaf1, "127.0.0.1"), SystemId());
    status->registeredSwitchIs(leaf1, true);
-   status->switchConfigIs(leaf1, nullptr);
-   EXPECT_EQ(identified("02:00:00:00:00:01", home), SystemId());
+   switches[leaf1]->connectionConfigDel();
+   EXPECT_EQ(identified(leaf1, "127.0.0.1"), SystemId());
+   status->switchConfigIs(leaf2, nullptr);
+   EXPECT_EQ(identified(leaf2, "192.0.2.2"), SystemId());
 }
 
-TEST_F(PublishedAccessTest, UpperCaseIsAnotherName) {
-   SystemId const leaf("0a:00:00:00:00:0b");
-   registered(leaf, "127.0.0.1");
-   Nimet::IpAddr const home("127.0.0.1");
-   EXPECT_EQ(identifier->identified("0a:00:00:00:00:0b", home), leaf);
-   EXPECT_EQ(identifier->identified("0A:00:00:00:00:0B", home), SystemId());
+TEST_F(PublishedAccessTest, AConnectionWithoutAnAddressIdentifiesNobody) {
+   switches[leaf1]->connectionConfig()->ipIs(Nimet::IpAddr());
+   EXPECT_EQ(identifier->identified({Nimet::IpAddr(), "", leaf1, 0}), SystemId());
 }
 
 /// Identity times relation of the path times type.
@@ -194,7 +190,7 @@ TEST_F(PublishedAccessTest, PathsAreCanonicalBeforeTheyAreDecided) {
 
 TEST_F(PublishedAccessTest, AStrangerIsRefused) {
    std::uint64_t const before = counted("access.refused.unknown_peer");
-   tcpConfigName(leaf2.stringValue());
+   Cairn::tcpConfig().localSystemId = leaf2;
    EXPECT_TRUE(endsWith(wanted("config/leaf2"), Cairn::mountStatusRefused));
    EXPECT_EQ(counted("access.refused.unknown_peer"), before + 1);
 }

@@ -5,18 +5,13 @@
 #pragma once
 
 #include <gantry/runtime/cairn/MountStatus.h>
-#include <gantry/runtime/fen/Ptr.h>
-#include <gantry/runtime/nimet/IpAddr.h>
+#include <gantry/runtime/cairn/PeerPolicy.h>
 
 namespace Cairn {
 
-/// What a peer asks for, and what the server knows of it.
+/// What a peer asks for.
 struct AccessRequest {
-   /// The text of the system id that the peer claims, or what it calls itself when it claims none:
-   /// a claim and nothing more.
-   Fen::String8 claimedName;
-   /// Where its connection comes from.
-   Nimet::IpAddr address;
+   PeerIdentity peer;
    /// What it asks for, below the server's system name: components with one slash between, none of
    /// them empty, "." or "..".
    Fen::String8 path;

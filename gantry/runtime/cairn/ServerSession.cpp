@@ -193,11 +193,8 @@ bool ServerSession::permitted(MountRequest const& request, std::string_view belo
    if (!policy) {
       return true;
    }
-   // A system is known by its id, whatever it is called.
-   Fen::String8 const claimed =
-      identity_.systemId != Nimet::EthAddr() ? identity_.systemId.stringValue() : identity_.name;
-   permit = policy->permit({claimed, identity_.address, Fen::String8(below), request.typeName},
-                           refusal.status, refusal.reason);
+   permit = policy->permit({identity_, Fen::String8(below), request.typeName}, refusal.status,
+                           refusal.reason);
    return bool(permit);
 }
 

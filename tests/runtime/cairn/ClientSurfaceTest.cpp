@@ -222,7 +222,7 @@ TEST_F(ClientSurfaceTest, ManagerStaysWithTheBackendOfItsBirth) {
 
 TEST(MountStatusTest, NumbersAndNames) {
    EXPECT_EQ(mountStatusSuccess, 4u);
-   for (unsigned number = 0; number <= 10; ++number) {
+   for (unsigned number = 0; number <= 11; ++number) {
       MountStatus const status = MountStatusInstance(number);
       EXPECT_EQ(MountStatusInstance(stringValue(status)), status);
    }
