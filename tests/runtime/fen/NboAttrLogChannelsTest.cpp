@@ -1,7 +1,8 @@
 // One tree over many channels at once: an entity's adapters are told apart although most of them
 // are not among its first notifiees, also while members and channels come and go.
 #include "HandWrittenEntity.h"
-#include "NboAttrLogLink.h"
+
+#include <tests/support/NboAttrLogLink.h>
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // The corners of sending and applying: echoes, full outputs, texts in parts, mark and sweep,
 // conflicts, references without an id, transactions, and handlers that delete what is under way.
 #include "HandWrittenEntity.h"
-#include "NboAttrLogLink.h"
 #include "NboAttrLogSample.h"
 
 #include <gantry/runtime/fen/Counters.h>
+#include <tests/support/NboAttrLogLink.h>
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,9 @@
 // Every kind of message byte by byte, as it is written and as it is read. What stands here stands
 // in docs/wire.md too; a change of these bytes is a change of the protocol.
 #include "HandWrittenEntity.h"
-#include "NboAttrLogLink.h"
 #include "NboAttrLogSample.h"
+
+#include <tests/support/NboAttrLogLink.h>
 
 #include <gtest/gtest.h>
 

@@ -1,10 +1,10 @@
 // What a hostile or broken peer may send: every refusal, with its reason and its counter, and no
 // entity made beyond the limits.
 #include "HandWrittenEntity.h"
-#include "NboAttrLogLink.h"
 #include "NboAttrLogSample.h"
 
 #include <gantry/runtime/fen/Counters.h>
+#include <tests/support/NboAttrLogLink.h>
 
 #include <gtest/gtest.h>
 

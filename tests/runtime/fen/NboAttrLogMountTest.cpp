@@ -1,6 +1,7 @@
 // A root and all below it over a link in memory: first synchronisation, changes, adoption.
 #include "HandWrittenEntity.h"
-#include "NboAttrLogLink.h"
+
+#include <tests/support/NboAttrLogLink.h>
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,9 @@
 // the link is cut, they are equal once it is quiet. Random with a fixed seed for each run;
 // GANTRY_TEST_LONG multiplies the number of runs.
 #include "HandWrittenEntity.h"
-#include "NboAttrLogLink.h"
 #include "NboAttrLogSample.h"
+
+#include <tests/support/NboAttrLogLink.h>
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // Records on the attribute log: what they own comes and goes with them, keeps its identity where it
 // may, and is seen by tools.
-#include "NboAttrLogLink.h"
 #include "NboAttrLogSample.h"
 
 #include <gantry/runtime/fen/AttrView.h>
+#include <tests/support/NboAttrLogLink.h>
 
 #include <gtest/gtest.h>
 
