@@ -30,7 +30,10 @@ class NestedReactor : public Base {
    }
 
    /// Moves the reactor: unchanged does nothing; else the handlers run as if everything had
-   /// changed, and then the reactor registers. So one that is attached late sees the present state.
+   /// changed, and then the reactor registers. So one that is attached late sees the present state,
+   /// and is not told of what its handlers change meanwhile. An exception of a handler goes to the
+   /// caller; the reactor is registered all the same, since what it watches is stored already and
+   /// asking for it again would do nothing.
    void notifierIs(Ptr<PtrInterface const> const& notifier) override {
       if (notifier.ptr() == this->fenNotifier()) {
          return;
@@ -40,11 +43,14 @@ class NestedReactor : public Base {
       auto const* const watched = dynamic_cast<Watched const*>(notifier.ptr());
       this->fenNotifierStore(watched);
       if (watched != nullptr && !this->fenMarkedForDeletion()) {
-         static_cast<Derived*>(this)->fenHandleAll();
+         try {
+            static_cast<Derived*>(this)->fenHandleAll();
+         } catch (...) {
+            fenMoved(watched);
+            throw;
+         }
       }
-      if (this->fenNotifier() == watched) {
-         this->isRegisteredNotifieeIs(true);
-      }
+      fenMoved(watched);
    }
 
    /// The machine that this reactor belongs to, null when that has gone.
@@ -70,6 +76,13 @@ class NestedReactor : public Base {
    }
 
  private:
+   /// Registers on what it was moved to, unless a handler has moved it on.
+   void fenMoved(Watched const* watched) {
+      if (this->fenNotifier() == watched) {
+         this->isRegisteredNotifieeIs(true);
+      }
+   }
+
    Machine* machine_;
 };
 

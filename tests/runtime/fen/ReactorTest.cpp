@@ -295,6 +295,29 @@ TEST_F(ReactorTest, AHandlerMayMoveItsReactorOn) {
    EXPECT_EQ(machine->log, (Log{"speed 0", "speed 0"}));
 }
 
+TEST_F(ReactorTest, AHandlerThatThrowsAtAttachingLeavesItsReactorRegistered) {
+   auto const nested = Fen::makePtr<Nested>(port, machine.ptr());
+   machine->then = [] { throw std::runtime_error("no"); };
+   EXPECT_THROW(nested->notifierIs(other), std::runtime_error);
+   machine->then = nullptr;
+   EXPECT_EQ(nested->notifier(), other);
+   EXPECT_TRUE(nested->isRegisteredNotifiee());
+   EXPECT_EQ(port->fenNotifiees().size(), 0u);
+   other->speedIs(4);
+   EXPECT_EQ(machine->log, (Log{"speed 0", "speed 4"}));
+   // One that throws after it has moved the reactor on has moved it.
+   machine->then = [&] {
+      if (nested->notifier() == port) {
+         machine->then = nullptr;
+         nested->notifierIs(other);
+         throw std::runtime_error("no");
+      }
+   };
+   EXPECT_THROW(nested->notifierIs(port), std::runtime_error);
+   EXPECT_EQ(port->fenNotifiees().size(), 0u);
+   EXPECT_EQ(other->fenNotifiees().size(), 1u);
+}
+
 TEST_F(ReactorTest, AZombieIsMovedWithoutAHandler) {
    auto const nested = Fen::makePtr<Nested>(port, machine.ptr());
    nested->fenDoZombieReactors(true);
