@@ -19,6 +19,8 @@ class HolderSource {
       }
       if (!isReactor_ || holdsNested(type_)) {
          active();
+      }
+      if (!isReactor_ || holdsNested(type_) || endOf(type_) != nullptr) {
          zombie();
       }
       if (isReactor_) {
@@ -91,6 +93,15 @@ class HolderSource {
       passOn("nestedZombieIs", "nestedMembersZombieIs", "zombie");
       out_.line(isReactor_ ? "NestedReactor::fenDoZombieReactors(zombie);"
                            : "fenMarkedForDeletionIs(zombie);");
+      if (Reaction const* const end = isReactor_ ? endOf(type_) : nullptr) {
+         // Cut off already, so that it runs once; the way back to the machine is still there.
+         for (Handler const& handler : end->handlers) {
+            out_.open("if (Fen::Ptr<" + scopedName(*type_.outer) +
+                      "> const machine = zombie ? fenMachine() : nullptr) {");
+            emitHandlerCall(out_, type_, handler, "", "machine->", 1);
+            out_.close("}");
+         }
+      }
       out_.close("}");
    }
 
@@ -251,9 +262,13 @@ class HolderSource {
       }
       out_.gap();
       define(pointer, a.name, key, " const", {"return " + field + ".find(key);"});
-      define(pointer, a.name + "Is", watchedPointer(*a.reactorClass) + " const& watched", "",
-             {hold(), "return Fen::nestedReactorMemberIs(" + field + ", " + expression +
-                         ", watched, this);"});
+      define(
+         pointer, a.name + "Is", watchedPointer(*a.reactorClass) + " const& watched", "",
+         {"if (!watched) {",
+          "   Fen::throwNullParameter(" + quoted(a.name) + ", " +
+             quoted(type_.cppName + "::" + a.name) + ");",
+          "}", hold(),
+          "return Fen::nestedReactorMemberIs(" + field + ", " + expression + ", watched, this);"});
       define(pointer, a.name + "Del", key, "",
              {hold(), "return Fen::nestedMemberDel(" + field + ", key);"});
       define("void", a.name + "DelAll", "", "", {hold(), "Fen::nestedMembersDel(" + field + ");"});

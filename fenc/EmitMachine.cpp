@@ -32,6 +32,15 @@ bool holdsNested(Type const& type) {
    return false;
 }
 
+Reaction const* endOf(Type const& reactor) {
+   for (Reaction const& reaction : reactor.reactions) {
+      if (reaction.isEnd) {
+         return &reaction;
+      }
+   }
+   return nullptr;
+}
+
 bool isNested(Attribute const& a) {
    bool const owned = a.kind == AttributeKind::owned || a.kind == AttributeKind::ownedCollection;
    return a.reactorClass != nullptr || (owned && a.type->kind == TypeKind::machine);
@@ -174,6 +183,8 @@ class HolderHeader {
       }
       if (holdsNested(type_)) {
          out_.line("void hasNotificationActiveIs(bool active) override;");
+      }
+      if (holdsNested(type_) || endOf(type_) != nullptr) {
          out_.line("void fenDoZombieReactors(bool zombie) override;");
       }
       out_.line("/// Runs the handlers as if everything had changed.");

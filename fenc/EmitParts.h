@@ -74,6 +74,8 @@ std::string reactorBase(Type const& type);
 std::string watchedPointer(Type const& type);
 /// The accessor of a reactor that gives what it watches.
 std::string watchedName(Type const& type);
+/// What runs when a reactor goes for good, null for nothing.
+Reaction const* endOf(Type const& reactor);
 /// Whether a machine or reactor holds reactors or machines of its own.
 bool holdsNested(Type const& type);
 bool isNested(Attribute const& attribute);

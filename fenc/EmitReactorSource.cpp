@@ -267,6 +267,9 @@ class ReactorSource {
 void emitReactorSource(EmitText& out, Type const& type) {
    ReactorSource(out, type).run();
    emitHolderSource(out, type);
+   for (auto const& nested : type.nested) {
+      emitReactorSource(out, *nested); // a reactor holds nothing else that has a class
+   }
 }
 
 } // namespace Fenc

@@ -120,9 +120,10 @@ struct Handler {
 };
 
 struct Reaction {
-   Attribute const* event = nullptr; ///< null for `attach`, `change` and a timer
+   Attribute const* event = nullptr; ///< null for `attach`, `change`, `end` and a timer
    bool isAttach = false;
    bool isChange = false;
+   bool isEnd = false;
    bool isImmediate = false;
    ReactionSyntax::Condition condition = ReactionSyntax::Condition::none;
    std::vector<Handler> handlers;

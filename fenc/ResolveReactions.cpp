@@ -157,7 +157,8 @@ void Resolver::reactions(Type& type) {
       return; // what it watches was reported
    }
    for (ReactionSyntax const& syntax : type.body->reactions) {
-      if (syntax.event.text == "attach" || syntax.event.text == "change") {
+      std::string const& event = syntax.event.text;
+      if (event == "attach" || event == "change" || event == "end") {
          attachReaction(type, syntax);
       } else {
          reaction(type, syntax);
@@ -168,9 +169,12 @@ void Resolver::reactions(Type& type) {
 void Resolver::attachReaction(Type& type, ReactionSyntax const& syntax) {
    Reaction result;
    result.isAttach = syntax.event.text == "attach";
-   result.isChange = !result.isAttach;
+   result.isChange = syntax.event.text == "change";
+   result.isEnd = syntax.event.text == "end";
    for (Reaction const& other : type.reactions) {
-      if (other.isAttach == result.isAttach && other.isChange == result.isChange) {
+      bool const isSame = other.isAttach == result.isAttach && other.isChange == result.isChange &&
+                          other.isEnd == result.isEnd;
+      if (isSame) {
          diagnostics_.error(syntax.event.at, "duplicate key: there is a reaction to '" +
                                                 syntax.event.text + "' already");
       }

@@ -71,7 +71,7 @@ struct AttributeSyntax {
 /// One line of a reactor: which notification leads to which handlers.
 struct ReactionSyntax {
    enum class Condition { none, whenTrue, everyChange };
-   NameSyntax event; ///< `onX`, `attach` or `change`
+   NameSyntax event; ///< `onX`, `attach`, `change` or `end`
    bool isImmediate = false;
    std::vector<NameSyntax> handlers; ///< empty for `nothing`
    Condition condition = Condition::none;

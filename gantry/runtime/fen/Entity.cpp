@@ -111,8 +111,10 @@ Ptr<Entity> Entity::fenPathMember(std::string_view& rest) const {
    return nullptr;
 }
 
-Ptr<Entity> Entity::entity(EntityUriPath const& path) {
-   Ptr<Entity> found = root();
+Ptr<Entity> Entity::entity(EntityUriPath const& path) { return entity(path, root()); }
+
+Ptr<Entity> Entity::entity(EntityUriPath const& path, Ptr<Entity> const& from) {
+   Ptr<Entity> found = from;
    std::string_view rest = path.path().view();
    for (;;) {
       while (!rest.empty() && rest.front() == '/') {

@@ -96,6 +96,8 @@ class GANTRY_EXPORT Entity : public Notifier {
    /// The entity at a path, null when there is none. Components are names of directory members, or
    /// an attribute and, for a collection, a key.
    static Ptr<Entity> entity(EntityUriPath const& path);
+   /// The same below `from`, wherever that is.
+   static Ptr<Entity> entity(EntityUriPath const& path, Ptr<Entity> const& from);
    /// The member of this entity that the first components of `rest` lead to, which are taken off;
    /// null when there is none.
    virtual Ptr<Entity> fenPathMember(std::string_view& rest) const;

@@ -17,7 +17,8 @@
 
 namespace Fen {
 
-/// Walks a collection of a machine, which it holds meanwhile.
+/// Walks a collection of a machine, which it holds meanwhile. What stands in it is the machine's
+/// own, to act on.
 template <class Member, class Key>
 class HeldIterator : public HashMap<Member, Key>::IteratorConst {
    using Base = typename HashMap<Member, Key>::IteratorConst;
@@ -28,6 +29,11 @@ class HeldIterator : public HashMap<Member, Key>::IteratorConst {
    /// From the first member that is not below `key`, in the order of iteration.
    HeldIterator(HashMap<Member, Key> const& members, Key const& key, PtrInterface const* holder)
       : Base(&members, key, Ptr<PtrInterface const>(holder)) {}
+
+   Member* operator->() const { return this->current_.ptr(); }
+   Member& operator*() const { return *this->current_; }
+   /// The member, null at the end. The iterator holds it until it moves on.
+   Member* ptr() const { return this->current_.ptr(); }
 };
 
 /// Drops what a machine holds, a nested machine for good; returns it, null when there is none.

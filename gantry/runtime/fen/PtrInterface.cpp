@@ -8,10 +8,6 @@ namespace Fen {
 
 namespace {
 
-/// Added to the count of an object whose destruction has begun. Handlers that run from inside a
-/// destructor may make pointers to the dying object and drop them; with this bias the count cannot
-/// come down to zero a second time.
-constexpr std::uint32_t dyingBias = 1u << 28;
 
 constexpr std::uint32_t lowBits = 0x00ffffff;
 

@@ -100,6 +100,9 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
    void fenMarkedForDeletionIs(bool marked);
    /// The number of references, without the marks. Meaningless for an uncounted object.
    std::uint32_t fenReferenceCount() const { return word() & countMask; }
+   /// Whether the object's destruction has begun: what its last reference left behind may still
+   /// call it.
+   bool fenIsDying() const { return !isNondestructing() && (word() & dyingBias) != 0; }
    /// The whole word, for tests and debuggers.
    std::uint32_t fenWord() const { return word(); }
 
@@ -177,6 +180,11 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
    void fenNotificationActiveMarkIs(bool active) { markIs(notificationActiveBit, active); }
 
  private:
+   /// Added to the count of an object whose destruction has begun. Handlers that run from inside a
+   /// destructor may make pointers to the dying object and drop them; with this bias the count
+   /// cannot come down to zero a second time.
+   static constexpr std::uint32_t dyingBias = 1u << 28;
+
    static constexpr bool isUncounted(std::uint32_t word) {
       return (word >> 24) == uncountedTopByte;
    }

@@ -57,6 +57,16 @@ void HouseSm::handleLit() { note("lit"); }
 void HouseSm::handleTenant() { note("tenant"); }
 void HouseSm::handleGuestAge() { note("guestAge"); }
 void HouseSm::handleLateResident() { note("late"); }
+void HouseSm::FenLateResident::handleLateResidentEnd() {
+   houseSm()->note(Fen::String8("lateEnd:") + lateResident()->name());
+}
+void HouseSm::FenMeterWatch::handleReaderAge() {
+   houseSm()->note(Fen::String8("reader:") + reader()->name());
+}
+void HouseSm::FenGuests::handleGuestEnd() {
+   houseSm()->note(Fen::String8("guestEnd:") + guests()->name());
+}
+void HouseSm::handleEnd() { note("end"); }
 void HouseSm::handleWatchdog() {
    note("watchdog");
    watchdog()->timeMinIs(Fen::now() + twice(limit()));

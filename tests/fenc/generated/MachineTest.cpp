@@ -159,6 +159,63 @@ TEST_F(GeneratedMachine, lateReactorRegistersAndThenRunsOnlyWhenMoved) {
    EXPECT_EQ(take(), "guestAge;");
 }
 
+TEST_F(GeneratedMachine, aReactorInsideAReactorFollowsToo) {
+   take();
+   house_->meterIs("water", "cellar", "flow", nullptr);
+   ASSERT_NE(machine_->meterWatch("water"), nullptr);
+   EXPECT_EQ(machine_->meterWatch("water")->fenReader(), nullptr);
+   house_->meter("water")->readerIs(ann_);
+   EXPECT_EQ(take(), "reader:ann;");
+   ann_->ageIs(41);
+   EXPECT_EQ(take(), "tenantAge;reader:ann;");
+   Ptr<HouseSm::FenMeterWatch> const watch = machine_->meterWatch("water");
+   EXPECT_EQ(watch->fenReader()->fenMeterWatch(), watch.ptr());
+   house_->meterDel("water");
+   EXPECT_TRUE(watch->fenMarkedForDeletion());
+   EXPECT_TRUE(watch->fenReader()->fenMarkedForDeletion());
+   ann_->ageIs(42);
+   EXPECT_EQ(take(), "tenantAge;");
+}
+
+TEST_F(GeneratedMachine, aReactorThatGoesForGoodRunsItsEndOnce) {
+   machine_->lateResidentIs(ann_);
+   take();
+   machine_->lateResidentIs(bob_);
+   EXPECT_EQ(take(), "late;") << "moved is not gone";
+   Ptr<HouseSm::FenLateResident> const reactor = machine_->fenLateResident();
+   machine_->lateResidentDel();
+   EXPECT_EQ(take(), "lateEnd:bob;end;") << "what it watched and its machine are still there";
+   reactor->fenDoZombieReactors(false);
+   reactor->fenDoZombieReactors(true);
+   EXPECT_EQ(take(), "") << "the way to the machine has been cut";
+   machine_->guestsIs(ann_);
+   machine_->guestsIs(bob_);
+   machine_->guestsDel("ann");
+   EXPECT_EQ(take(), "guestEnd:ann;");
+   machine_->guestsDelAll();
+   EXPECT_EQ(take(), "guestEnd:bob;");
+}
+
+TEST_F(GeneratedMachine, aMachineThatGoesRunsTheEndsOfItsReactors) {
+   machine_->lateResidentIs(ann_);
+   machine_->guestsIs(bob_);
+   take();
+   machine_->fenDoZombieReactors(true);
+   EXPECT_EQ(take(), "lateEnd:ann;end;guestEnd:bob;");
+   machine_ = nullptr; // marked already: nothing runs again
+}
+
+TEST_F(GeneratedMachine, aNullIsNoMemberOfAReactorCollection) {
+   try {
+      machine_->guestsIs(nullptr);
+      FAIL() << "a null has no key";
+   } catch (Fen::RangeException const& exception) {
+      EXPECT_EQ(exception.text(), "null _guests parameter to mutator for FenTest::HouseSm::guests "
+                                  "not allowed\"");
+   }
+   EXPECT_EQ(machine_->guestsCount(), 0u);
+}
+
 TEST_F(GeneratedMachine, timers) {
    take();
    machine_->watchdog()->timeMinIs(0.0);
