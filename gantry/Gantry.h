@@ -23,6 +23,10 @@
 #include <gantry/model/ServicePublishStatus.fen.h>
 #include <gantry/mount/MountSm.fen.h>
 #include <gantry/mount/MountSmTrace.h>
+#include <gantry/registry/ConnectionServiceStatusDirSm.fen.h>
+#include <gantry/registry/MounterConfigSm.fen.h>
+#include <gantry/registry/MountsRegistryEntrySm.fen.h>
+#include <gantry/registry/MountsRegistrySm.fen.h>
 #include <gantry/runtime/Export.h>
 #include <gantry/runtime/cairn/AccessPolicy.h>
 #include <gantry/runtime/cairn/Backend.h>

@@ -155,6 +155,7 @@ TEST_F(GeneratedMachine, lateReactorRegistersAndThenRunsOnlyWhenMoved) {
    EXPECT_EQ(take(), "late;");
    machine_->lateResidentDel();
    EXPECT_EQ(machine_->lateResident(), nullptr);
+   EXPECT_EQ(take(), "lateEnd:bob;end;");
    bob_->ageIs(77);
    EXPECT_EQ(take(), "guestAge;");
 }

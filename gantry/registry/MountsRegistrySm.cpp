@@ -1,0 +1,161 @@
+/// The top of the registry: its sources, its children, and the one question that all of them ask.
+#include <gantry/common/GantryTrace.h>
+#include <gantry/registry/MountsRegistrySm.fen.h>
+#include <gantry/runtime/fen/Assert.h>
+#include <gantry/runtime/ringscribe/Trace.h>
+
+namespace Controller {
+
+void MountsRegistrySm::handleInitialized() {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleInitialized");
+   if (initialized()) {
+      return;
+   }
+   initializedIs(true);
+   // The entries that were there before this machine have not looked at any connection yet.
+   handleSwitchConnection();
+}
+
+// ---- what is wanted ----------------------------------------------------------------------------
+
+void MountsRegistrySm::handleMountEntry() {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleMountEntry");
+   auto const registry = mountsRegistry();
+   if (!registry) {
+      return;
+   }
+   // The machines are not walked: one whose entry has gone is removed by the event of its key, so
+   // that every removal passes through one place.
+   for (auto i = registry->mountEntryIterator(); i; ++i) {
+      handleMountEntry(i.key());
+   }
+}
+
+void MountsRegistrySm::handleMountEntry(Fen::String8 remotePath) {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleMountEntry " << remotePath);
+   auto const entry = mountsRegistry()->mountEntry(remotePath);
+   auto const machine = mountsRegistryEntrySm(remotePath);
+   if (!entry) {
+      if (machine) {
+         RINGSCRIBE_TRACE("handleMountEntry", " deleting registry entry sm for:", remotePath);
+         FEN_TRACE(gantryTrace(), 8,
+                   "MountsRegistrySm::handleMountEntry"
+                      << " Deleting registry entry sm for :" << remotePath);
+         machine->doCleanup();
+         mountsRegistryEntrySmDel(remotePath);
+      }
+      return;
+   }
+   if (machine) {
+      // Whatever it follows: an entry that was removed and added again before anybody was told
+      // keeps its machine, and the machine the entry that it was made for.
+      return;
+   }
+   mountsRegistryEntrySmIs(entry, controllerStatus(), serviceMountStatusDir(),
+                           allClientsServiceStatusDir());
+}
+
+// ---- connections -------------------------------------------------------------------------------
+
+void MountsRegistrySm::handleSwitchConnection() {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleSwitchConnection");
+   for (auto i = mountsRegistryEntrySmIterator(); i; ++i) {
+      i->handleSwitchConnection();
+   }
+}
+
+void MountsRegistrySm::handleSwitchConnection(SystemId const& connectionId) {
+   RINGSCRIBE_TRACE("handleSwitchConnection", " connection:", connectionId.stringValue());
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleSwitchConnection " << connectionId);
+   for (auto i = mountsRegistryEntrySmIterator(); i; ++i) {
+      i->handleSwitchConnection(connectionId);
+   }
+   // Only now: whoever reads the table finds a switch gone from it when the mounts have been asked
+   // to go, never before.
+   auto const status = controllerStatus();
+   if (status && status->registeredSwitch(connectionId)) {
+      registeredSwitchTable()->systemIs(connectionId, true);
+   } else {
+      registeredSwitchTable()->systemDel(connectionId);
+   }
+}
+
+// ---- clients -----------------------------------------------------------------------------------
+
+void MountsRegistrySm::handleClientStatus() {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleClientStatus");
+   auto const clients = allClientsServiceStatusDir();
+   FEN_ASSERT(clients, "allClientsServiceStatusDir()");
+   for (Fen::Dir::Members::IteratorConst i(&clients->entityPtrs(), clients); i; ++i) {
+      handleClientStatus(i.key());
+   }
+}
+
+void MountsRegistrySm::handleClientStatus(Fen::Name id) {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleClientStatus " << id);
+   auto const clients = allClientsServiceStatusDir();
+   FEN_ASSERT(clients, "allClientsServiceStatusDir()");
+   auto const client = clients->entityPtr(id);
+   if (!client) {
+      if (auto const machine = connectionServiceStatusDirSm(id)) {
+         RINGSCRIBE_TRACE("handleClientStatus", " client gone:", id);
+         machine->doCleanup();
+         connectionServiceStatusDirSmDel(id);
+      }
+      return;
+   }
+   // The directory is the host's, and may hold what is no client.
+   if (auto const services = Fen::ptrCast<ServiceStatusDir>(client)) {
+      connectionServiceStatusDirSmIs(id, services);
+   }
+}
+
+void MountsRegistrySm::handleServiceVersion(Fen::String8 serviceName, Fen::String8 connection) {
+   RINGSCRIBE_TRACE("handleServiceVersion", " service:", serviceName, " connection:", connection);
+   FEN_TRACE(gantryTrace(), 8,
+             "MountsRegistrySm::handleServiceVersion"
+                << " service:" << serviceName << " connection:" << connection);
+   if (fenIsDying()) {
+      // The clients go with this machine and say so; dropping it must not move a single mount.
+      return;
+   }
+   // The whole connection: an entry is gated by the versions of all services that want it, and
+   // nobody here knows which entries those are.
+   handleSwitchConnection(SystemId(connection));
+}
+
+std::uint32_t
+MountsRegistrySm::negotiatedServiceVersionForConnection(Fen::String8 serviceName,
+                                                        Fen::String8 connection) const {
+   auto const clients = allClientsServiceStatusDir();
+   auto const services =
+      Fen::ptrCast<ServiceStatusDir>(clients ? clients->entityPtr(connection) : nullptr);
+   if (!services) {
+      RINGSCRIBE_TRACE("negotiatedServiceVersionForConnection",
+                       " no service status dir:", connection, " service:", serviceName);
+      FEN_TRACE(gantryTrace(), 5,
+                "negotiatedServiceVersionForConnection: no serviceStatusDir for "
+                   << connection << " for service " << serviceName);
+      return 0;
+   }
+   auto const service = services->service(serviceName);
+   auto const versionStatus = service ? service->versionStatus() : nullptr;
+   // A finished negotiation is what wakes the listener; what counts is that its result is good.
+   if (versionStatus && service->enabled() && versionStatus->versionCompatible()) {
+      std::uint32_t const version = versionStatus->negotiatedVersion().version();
+      RINGSCRIBE_TRACE("negotiatedServiceVersionForConnection", " negotiated version:", version,
+                       " connection:", connection, " service:", serviceName);
+      FEN_TRACE(gantryTrace(), 5,
+                "negotiatedServiceVersionForConnection: negotiated service version for "
+                   << connection << " for service " << serviceName << " = " << version);
+      return version;
+   }
+   RINGSCRIBE_TRACE("negotiatedServiceVersionForConnection", " no version negotiated:", connection,
+                    " service:", serviceName);
+   FEN_TRACE(gantryTrace(), 5,
+             "negotiatedServiceVersionForConnection: no version negotiated for "
+                << connection << " for service " << serviceName);
+   return 0;
+}
+
+} // namespace Controller
