@@ -8,7 +8,6 @@ namespace Fen {
 
 namespace {
 
-
 constexpr std::uint32_t lowBits = 0x00ffffff;
 
 } // namespace
