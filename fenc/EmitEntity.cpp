@@ -225,6 +225,10 @@ class EntityHeader {
       out_.line("/// Throws NameInUseException at the first constructor parameter that differs;");
       out_.line("/// stores those that may change.");
       out_.line("void fenParametersMatch(" + declared(compared) + ");");
+      if (!backPointers(type_).empty()) {
+         out_.line("/// The owner is going: what points back at it is cleared.");
+         out_.line("void fenParentGone();");
+      }
    }
 
    void traits(Attribute const& a) {

@@ -22,6 +22,7 @@ class EntitySource {
          accessors(*attribute);
       }
       match();
+      parentGone();
       for (auto const& attribute : type_.attributes) {
          tell(*attribute);
       }
@@ -320,6 +321,22 @@ class EntitySource {
                       "_, " + each->name + ");");
          }
       }
+      out_.close("}");
+   }
+
+   void parentGone() {
+      std::vector<Attribute const*> const pointers = backPointers(type_);
+      if (pointers.empty()) {
+         return;
+      }
+      out_.gap();
+      out_.open("void " + name_ + "::fenParentGone() {");
+      for (Attribute const* each : pointers) {
+         out_.open("if (" + each->name + "_ == fenParent()) {");
+         out_.line(each->name + "_ = nullptr;");
+         out_.close("}");
+      }
+      out_.line(base() + "::fenParentGone();");
       out_.close("}");
    }
 

@@ -132,6 +132,16 @@ std::vector<Attribute const*> comparedParameters(Type const& type) {
    return result;
 }
 
+std::vector<Attribute const*> backPointers(Type const& type) {
+   std::vector<Attribute const*> result;
+   for (auto const& attribute : type.attributes) {
+      if (attribute->kind == AttributeKind::back && attribute->type->kind == TypeKind::entity) {
+         result.push_back(attribute.get());
+      }
+   }
+   return result;
+}
+
 std::string keyExpression(Attribute const& holder) {
    std::vector<Attribute const*> const steps = stepsOf(holder.keyPath);
    std::string result;

@@ -30,6 +30,8 @@ std::string declared(std::vector<Attribute const*> const& parameters);
 std::string createArguments(Attribute const& holder);
 /// Those that an existing member is compared with, see fenParametersMatch().
 std::vector<Attribute const*> comparedParameters(Type const& type);
+/// The attributes by which an entity points back at other entities, such as its owner.
+std::vector<Attribute const*> backPointers(Type const& type);
 std::string named(std::vector<Attribute const*> const& parameters);
 /// The key of a member that is to be created, as an expression over createParameters().
 std::string keyExpression(Attribute const& holder);

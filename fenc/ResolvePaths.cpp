@@ -2,6 +2,7 @@
 
 #include <fenc/Resolver.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Fenc {
@@ -14,6 +15,12 @@ bool isPathStep(AttributeKind kind) {
 
 /// Whether an object of this kind can be asked for its `name` without an attribute of that name.
 bool hasName(Type const& type) { return type.kind == TypeKind::entity; }
+
+/// Whether one of the first `count` steps leads to something that may only be read.
+bool anyConst(Path const& path, std::size_t count) {
+   return std::any_of(path.steps.begin(), path.steps.begin() + static_cast<std::ptrdiff_t>(count),
+                      [](Attribute const* step) { return step != nullptr && step->constTarget; });
+}
 
 } // namespace
 
@@ -76,7 +83,9 @@ bool Resolver::resolveThrough(Attribute& attribute) {
          diagnostics_.error(attribute.at, "a path has at least two steps, such as 'a.b'");
       } else {
          attribute.type = path.type;
-         attribute.constTarget = path.constTarget;
+         // What is reached through something that may only be read may only be read itself.
+         attribute.constTarget =
+            path.isReference && (path.constTarget || anyConst(path, path.steps.size() - 1));
       }
       attribute.path = std::move(path);
    }

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <type_traits>
 
 namespace {
 
@@ -136,6 +137,18 @@ TEST_F(GeneratedEntity, nameFollowsFromAnotherKey) {
    EXPECT_DOUBLE_EQ(room->area(), 12.5);
 }
 
+TEST_F(GeneratedEntity, anOwnerThatGoesClearsWhatPointsBackAtIt) {
+   Ptr<Room> const room = house_->roomIs("12a");
+   Ptr<House> const other = houseFactory("other");
+   Ptr<Room> const moved = house_->roomIs("12b");
+   moved->houseIs(other.ptr());
+   listener_ = nullptr;
+   house_ = nullptr;
+   EXPECT_EQ(room->house(), nullptr);
+   EXPECT_EQ(room->parent(), nullptr);
+   EXPECT_EQ(moved->house(), other.ptr());
+}
+
 TEST_F(GeneratedEntity, keyReadThroughAParameter) {
    Ptr<Resident> const owner = residentFactory("ann");
    owner->ageIs(41);
@@ -144,6 +157,10 @@ TEST_F(GeneratedEntity, keyReadThroughAParameter) {
    EXPECT_EQ(ring->name(), "main");
    EXPECT_EQ(ring->street(), "main");
    EXPECT_EQ(ring->ownerAge(), 41u);
+   owner->heirIs(residentFactory("heir"));
+   EXPECT_EQ(ring->ownerHeir(), owner->heir());
+   static_assert(std::is_same_v<decltype(ring->ownerHeir()), Ptr<Resident const>>,
+                 "a const reference on the way makes the end const");
    EXPECT_EQ(house_->keyRing("main"), ring);
    EXPECT_EQ(house_->keyRingIs(Address("main", 3), owner), ring);
    String8 const text = textOf([&] { house_->keyRingIs(Address("main", 4), nullptr); });
