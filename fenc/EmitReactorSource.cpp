@@ -172,17 +172,38 @@ class ReactorSource {
       if (type_.holder->kind == AttributeKind::timer) {
          out_.line("onTime();");
       }
-      for (Slot const& slot : slotsOf(type_)) {
+      for (Slot const& each : slotsOf(type_)) {
+         Slot slot = each;
+         std::erase_if(slot.followers,
+                       [&](Attribute const* follower) { return hasTurn(follower); });
          if (!type_.hasAttach || !slot.followers.empty()) {
             handleSlot(slot);
          }
       }
       for (Reaction const& reaction : type_.reactions) {
          if (reaction.event == nullptr && reaction.isAttach) {
-            call(reaction.handlers, "", "");
+            for (Handler const& handler : reaction.handlers) {
+               if (handler.follower != nullptr) {
+                  follow({handler.follower->path.steps[1], nullptr, nullptr, {handler.follower}});
+               } else {
+                  call({handler}, "", "");
+               }
+            }
          }
       }
       out_.close("}");
+   }
+
+   /// Whether the schema says when a follower is moved among what attaching runs.
+   bool hasTurn(Attribute const* follower) const {
+      for (Reaction const& reaction : type_.reactions) {
+         for (Handler const& handler : reaction.handlers) {
+            if (handler.follower == follower) {
+               return true;
+            }
+         }
+      }
+      return false;
    }
 
    void handleSlot(Slot const& slot) {

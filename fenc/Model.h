@@ -117,6 +117,8 @@ struct Operation {
 struct Handler {
    Operation const* operation = nullptr;
    unsigned outward = 0;
+   /// In a list of what attaching runs instead: the reactor that follows and has its turn here.
+   Attribute const* follower = nullptr;
 };
 
 struct Reaction {

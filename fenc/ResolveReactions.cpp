@@ -166,6 +166,22 @@ void Resolver::reactions(Type& type) {
    }
 }
 
+namespace {
+
+/// The reactor of that name that follows an attribute of what `type` watches, null when none does.
+Attribute const* followerOf(Type const& type, std::string const& name) {
+   for (Type const* holder : {static_cast<Type const*>(type.outer), &type}) {
+      Attribute const* const attribute = holder->attribute(name);
+      if (attribute != nullptr && attribute->follows && attribute->path.any() &&
+          attribute->path.steps[0] == type.holder) {
+         return attribute;
+      }
+   }
+   return nullptr;
+}
+
+} // namespace
+
 void Resolver::attachReaction(Type& type, ReactionSyntax const& syntax) {
    Reaction result;
    result.isAttach = syntax.event.text == "attach";
@@ -189,7 +205,8 @@ void Resolver::attachReaction(Type& type, ReactionSyntax const& syntax) {
    type.hasAttach = type.hasAttach || result.isAttach;
    for (NameSyntax const& name : syntax.handlers) {
       Handler found;
-      if (handler(name, type, nullptr, found)) {
+      found.follower = result.isAttach ? followerOf(type, name.text) : nullptr;
+      if (found.follower != nullptr || handler(name, type, nullptr, found)) {
          result.handlers.push_back(found);
       }
    }

@@ -1,4 +1,5 @@
-// Generated machines that watch directories, for reading and for writing.
+// Generated machines that watch directories, for reading and for writing, and the order in which a
+// reactor that is moved moves what follows it.
 
 #include <tests/fenc/generated/Street.fen.h>
 
@@ -41,6 +42,28 @@ TEST_F(GeneratedDirectoryMachine, aReactorThatIsMovedTakesUpTheWholeDirectory) {
    EXPECT_EQ(machine_->plan(), other);
    machine_->fenBuilt()->notifierIs(other);
    EXPECT_EQ(take(), "built:inn;");
+}
+
+TEST(GeneratedMachineOrder, followersHaveTheirTurnAmongWhatAttachingRuns) {
+   Ptr<Resident> const ann = residentFactory("ann");
+   Ptr<Lot> const first = lotFactory("first");
+   Ptr<LotSm> const machine = lotSmFactory(first);
+   EXPECT_EQ(machine->log(), "");
+   Ptr<Lot> const second = lotFactory("second");
+   second->builderIs(ann);
+   second->visitorIs("bob");
+   machine->fenLot()->notifierIs(second);
+   EXPECT_EQ(machine->log(), "fenced;visitor;between;builder;");
+   machine->logIs("");
+   second->builderIs(nullptr);
+   EXPECT_EQ(machine->log(), "builder;");
+}
+
+TEST(GeneratedMachineOrder, followersAreAttachedAtBirthAsEver) {
+   Ptr<Lot> const lot = lotFactory("lot");
+   lot->builderIs(residentFactory("ann"));
+   lot->visitorIs("bob");
+   EXPECT_EQ(lotSmFactory(lot)->log(), "builder;visitor;");
 }
 
 } // namespace

@@ -12,4 +12,9 @@ void StreetSm::handlePlanned(Fen::Name name) {
 }
 void StreetSm::handleBuilt(Fen::Name name) { note(Fen::String8("built:") + name); }
 
+void LotSm::handleFenced() { logIs(log() + "fenced;"); }
+void LotSm::handleBetween() { logIs(log() + "between;"); }
+void LotSm::handleBuilder() { logIs(log() + "builder;"); }
+void LotSm::FenVisitor::handleInitialized() { lotSm()->logIs(lotSm()->log() + "visitor;"); }
+
 } // namespace FenTest
