@@ -97,3 +97,4 @@
 #include <gantry/service/CreateDirPath.h>
 #include <gantry/service/ServiceConfigDirSm.fen.h>
 #include <gantry/service/ServiceMountConfigSm.fen.h>
+#include <gantry/service/ServicePublishConfigSm.fen.h>

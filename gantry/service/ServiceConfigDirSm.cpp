@@ -10,8 +10,12 @@ void ServiceConfigDirSm::handleInitialized() {
       return;
    }
    initializedIs(true);
+   // What services mount comes before what any of them publishes.
    handleServiceMount();
+   handleServicePublish();
 }
+
+// ---- mounts ------------------------------------------------------------------------------------
 
 void ServiceConfigDirSm::handleServiceMount() {
    FEN_TRACE(gantryTrace(), 8, "ServiceConfigDirSm::handleServiceMount");
@@ -55,6 +59,53 @@ void ServiceConfigDirSm::handleServiceMount(Fen::Name serviceName) {
       serviceMountConfigSmDel(serviceName);
    } else {
       FEN_TRACE(gantryTrace(), 5, "ServiceConfigDirSm::handleServiceMount mounts not complete ");
+   }
+}
+
+// ---- publications ------------------------------------------------------------------------------
+
+void ServiceConfigDirSm::handleServicePublish() {
+   FEN_TRACE(gantryTrace(), 8, "ServiceConfigDirSm::handleServicePublish");
+   if (!initialized()) {
+      return;
+   }
+   Fen::Ptr<Fen::Dir const> const directory = publishConfigDir();
+   for (auto i = directory->entityPtrIterator(); i; ++i) {
+      handleServicePublish(i.key());
+   }
+}
+
+void ServiceConfigDirSm::handleServicePublish(Fen::Name serviceName) {
+   FEN_TRACE(gantryTrace(), 8, "ServiceConfigDirSm::handleServicePublish: " << serviceName);
+   if (!initialized()) {
+      return;
+   }
+   Fen::Ptr<Fen::Entity> const configEntity = publishConfigDir()->entityPtr(serviceName);
+   Fen::Ptr<Fen::Entity> const statusEntity = publishStatusDir()->entityPtr(serviceName);
+   if (!configEntity || !statusEntity) {
+      // Also when one of the two has just gone: as on the mount side, all stays.
+      return;
+   }
+   Fen::Ptr<ServicePublishConfig const> const config(
+      dynamic_cast<ServicePublishConfig const*>(configEntity.ptr()));
+   Fen::Ptr<ServicePublishStatus> const status(
+      dynamic_cast<ServicePublishStatus*>(statusEntity.ptr()));
+   if (config && status) {
+      if (!servicePublishConfigSm(serviceName)) {
+         FEN_TRACE(gantryTrace(), 5,
+                   "ServiceConfigDirSm::handleServicePublish creating servicePublishConfigSm for "
+                      << serviceName);
+         servicePublishConfigSmIs(config, status, publishedMountsTable(), mountsRegistry());
+      }
+   } else if (servicePublishConfigSm(serviceName)) {
+      FEN_TRACE(gantryTrace(), 5,
+                "ServiceConfigDirSm::handleServicePublish deleting " << serviceName
+                                                                     << " servicePublishConfigSm");
+      // Without a clean-up: the registry keeps what the service declared.
+      servicePublishConfigSmDel(serviceName);
+   } else {
+      // The words of the mount side: one search finds all services that are not whole.
+      FEN_TRACE(gantryTrace(), 5, "ServiceConfigDirSm::handleServicePublish mounts not complete ");
    }
 }
 

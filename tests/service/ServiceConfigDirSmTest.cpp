@@ -1,6 +1,6 @@
 /// From the directories of the services' entities to machines: pairing, order of arrival, wrong
 /// types, and what stays when entities go.
-#include "MountServiceFixture.h"
+#include "ServiceFixture.h"
 
 #include <gantry/runtime/fen/Exception.h>
 
@@ -9,10 +9,16 @@ namespace {
 using namespace Controller;
 using namespace ServiceTest;
 
-class ServiceConfigDir : public MountService {
+class ServiceConfigDir : public HostDirectories {
  protected:
    void addConfig(char const* service) { mountConfigDir->entityPtrIs(config(service)); }
    void addStatus(char const* service) { mountStatusDir->entityPtrIs(status(service)); }
+   void addPublishConfig(char const* service) {
+      publishConfigDir->entityPtrIs(publishConfig(service));
+   }
+   void addPublishStatus(char const* service) {
+      publishStatusDir->entityPtrIs(publishStatus(service));
+   }
 };
 
 TEST_F(ServiceConfigDir, AttributesReadAsGiven) {
@@ -26,6 +32,7 @@ TEST_F(ServiceConfigDir, AttributesReadAsGiven) {
    EXPECT_EQ(machine->publishedMountsTable(), publishedMountsTable);
    EXPECT_EQ(machine->mountsRegistry(), registry);
    EXPECT_EQ(machine->serviceMountConfigSmCount(), 0u);
+   EXPECT_EQ(machine->servicePublishConfigSmCount(), 0u);
 }
 
 TEST_F(ServiceConfigDir, TheInitialScanHappensInsideTheFactory) {
@@ -213,6 +220,121 @@ TEST_F(ServiceConfigDir, AMachineWithOtherParametersIsRefused) {
          << exception.what();
    }
    EXPECT_EQ(machine->serviceMountConfigSm("a"), own);
+}
+
+// ---- the publish side --------------------------------------------------------------------------
+
+TEST_F(ServiceConfigDir, AtTheInitialScanAllMountServicesComeBeforeAnyPublishService) {
+   addPublishConfig("a");
+   addPublishStatus("a");
+   addConfig("z");
+   addStatus("z");
+   Traces traces;
+   auto const machine = dirSm();
+   ASSERT_TRUE(machine->servicePublishConfigSm("a"));
+   EXPECT_TRUE(machine->servicePublishConfigSm("a")->initialized());
+   std::string const text = traces.text();
+   auto const mount = text.find("creating serviceMountConfigSm for z");
+   auto const publish = text.find(
+      "Gantry/5 ServiceConfigDirSm::handleServicePublish creating servicePublishConfigSm for a\n");
+   ASSERT_NE(publish, std::string::npos);
+   EXPECT_LT(mount, publish);
+}
+
+TEST_F(ServiceConfigDir, PublishEntitiesArePairedInEitherOrder) {
+   auto const machine = dirSm();
+   addPublishConfig("a");
+   EXPECT_FALSE(machine->servicePublishConfigSm("a"));
+   addPublishStatus("a");
+   EXPECT_TRUE(machine->servicePublishConfigSm("a"));
+   addPublishStatus("b");
+   EXPECT_FALSE(machine->servicePublishConfigSm("b"));
+   addPublishConfig("b");
+   ASSERT_TRUE(machine->servicePublishConfigSm("b"));
+   EXPECT_EQ(machine->servicePublishConfigSm("b")->publishedMountsTable(), publishedMountsTable);
+   EXPECT_EQ(machine->servicePublishConfigSm("b")->mountsRegistry(), registry);
+}
+
+TEST_F(ServiceConfigDir, APublishStatusWithoutAConfigurationIsInert) {
+   addPublishStatus("a");
+   Traces traces;
+   auto const machine = dirSm();
+   EXPECT_EQ(machine->servicePublishConfigSmCount(), 0u);
+   EXPECT_FALSE(traces.has("handleServicePublish: a"));
+}
+
+TEST_F(ServiceConfigDir, PublishEntitiesThatGoLeaveTheirMachine) {
+   addPublishConfig("a");
+   addPublishStatus("a");
+   auto const machine = dirSm();
+   auto const child = machine->servicePublishConfigSm("a");
+   Traces traces;
+   publishConfigDir->entityPtrDel("a");
+   publishStatusDir->entityPtrDel("a");
+   EXPECT_EQ(machine->servicePublishConfigSm("a"), child);
+   EXPECT_EQ(traces.text(), "Gantry/8 ServiceConfigDirSm::handleServicePublish: a\n"
+                            "Gantry/8 ServiceConfigDirSm::handleServicePublish: a\n");
+}
+
+TEST_F(ServiceConfigDir, PublishEntitiesOfAWrongTypeAreToldInTheWordsOfTheMountSide) {
+   auto const machine = dirSm();
+   publishConfigDir->entityPtrIs(Fen::dirFactory("a"));
+   Traces traces;
+   addPublishStatus("a");
+   EXPECT_EQ(traces.text(),
+             "Gantry/8 ServiceConfigDirSm::handleServicePublish: a\n"
+             "Gantry/5 ServiceConfigDirSm::handleServicePublish mounts not complete \n");
+}
+
+TEST_F(ServiceConfigDir, AWrongTypeUnderTheNameOfAPublishMachineEndsIt) {
+   addPublishConfig("a");
+   addPublishStatus("a");
+   auto const machine = dirSm();
+   auto const group = Fen::ptrCast<ServicePublishConfig>(publishConfigDir->entityPtr("a"))
+                         ->publishGroupConfigIs("g");
+   group->publishConfigIs("config/a", "a", "T");
+   publishConfigDir->entityPtrDel("a");
+   Traces traces;
+   publishConfigDir->entityPtrIs(Fen::dirFactory("a"));
+   EXPECT_FALSE(machine->servicePublishConfigSm("a"));
+   EXPECT_TRUE(traces.hasLine(
+      "Gantry/5 ServiceConfigDirSm::handleServicePublish deleting a servicePublishConfigSm"));
+   EXPECT_TRUE(registry->publishEntry("config/a"));
+}
+
+TEST_F(ServiceConfigDir, AServiceWithBothSidesHasAMachineOnEach) {
+   auto const machine = dirSm();
+   addConfig("a");
+   addStatus("a");
+   addPublishConfig("a");
+   addPublishStatus("a");
+   EXPECT_TRUE(machine->serviceMountConfigSm("a"));
+   EXPECT_TRUE(machine->servicePublishConfigSm("a"));
+   // An entity of a wrong type ends the machine of its own side alone.
+   mountStatusDir->entityPtrDel("a");
+   mountStatusDir->entityPtrIs(Fen::dirFactory("a"));
+   EXPECT_FALSE(machine->serviceMountConfigSm("a"));
+   EXPECT_TRUE(machine->servicePublishConfigSm("a"));
+}
+
+TEST_F(ServiceConfigDir, APublishMachineWithOtherParametersIsRefused) {
+   addPublishConfig("a");
+   addPublishStatus("a");
+   auto const machine = dirSm();
+   auto const own = machine->servicePublishConfigSm("a");
+   EXPECT_EQ(machine->servicePublishConfigSmIs(own->servicePublishConfig(),
+                                               own->servicePublishStatus(), publishedMountsTable,
+                                               registry),
+             own);
+   try {
+      machine->servicePublishConfigSmIs(own->servicePublishConfig(), own->servicePublishStatus(),
+                                        publishedMountsTableFactory("other"), registry);
+      FAIL();
+   } catch (Fen::NameInUseException const& exception) {
+      EXPECT_NE(std::string(exception.what()).find("_publishedMountsTable has a different value"),
+                std::string::npos)
+         << exception.what();
+   }
 }
 
 } // namespace

@@ -1,5 +1,5 @@
 /// The groups of one service: their machines come and go with them.
-#include "MountServiceFixture.h"
+#include "ServiceFixture.h"
 
 #include <gantry/runtime/fen/Exception.h>
 
@@ -10,7 +10,7 @@ namespace {
 using namespace Controller;
 using namespace ServiceTest;
 
-class ServiceMount : public MountService {
+class ServiceMount : public HostDirectories {
  protected:
    Ptr<ServiceMountConfig> service = config("a");
    Ptr<ServiceMountStatus> answer = status("a");

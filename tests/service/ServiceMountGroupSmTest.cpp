@@ -1,13 +1,13 @@
 /// One group's mounts: entries, target paths, mounters and prefixes in the registry, shared between
 /// services and groups, and the words of both traces.
-#include "MountServiceFixture.h"
+#include "ServiceFixture.h"
 
 namespace {
 
 using namespace Controller;
 using namespace ServiceTest;
 
-class ServiceMountGroup : public MountService {
+class ServiceMountGroup : public HostDirectories {
  protected:
    /// The service's group, with the service's machine on it.
    Ptr<ServiceMountGroupConfig> group(char const* service, char const* name) {

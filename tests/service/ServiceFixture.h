@@ -1,5 +1,5 @@
-/// What the tests of the services' mount side share: a registry, the directories of a host, and
-/// services that declare groups and mounts. On the test's one thread.
+/// What the tests of the services' machines share: a registry, the directories of a host, and
+/// services that declare what they mount and publish. On the test's one thread.
 #pragma once
 
 #include "../support/Traces.h"
@@ -20,9 +20,9 @@ using TestSupport::Traces;
 using Texts = std::vector<std::string>;
 
 /// The directories and tables of a host, without a machine on them.
-class MountService : public testing::Test {
+class HostDirectories : public testing::Test {
  protected:
-   MountService() {
+   HostDirectories() {
       rootDir->entityPtrIs(registryDir);
       rootDir->entityPtrIs(mountConfigDir);
       rootDir->entityPtrIs(mountStatusDir);
@@ -47,6 +47,18 @@ class MountService : public testing::Test {
       return Controller::serviceConfigDirSmFactory(mountConfigDir, mountStatusDir, publishConfigDir,
                                                    publishStatusDir, publishedMountsTable,
                                                    registry);
+   }
+   static Ptr<Controller::ServicePublishConfig> publishConfig(char const* service) {
+      return Controller::servicePublishConfigFactory(service);
+   }
+   static Ptr<Controller::ServicePublishStatus> publishStatus(char const* service) {
+      return Controller::ServicePublishStatus::ServicePublishStatusIs(service);
+   }
+   Ptr<Controller::ServicePublishConfigSm>
+   publishSm(Ptr<Controller::ServicePublishConfig> const& serviceConfig,
+             Ptr<Controller::ServicePublishStatus> const& serviceStatus) {
+      return Controller::servicePublishConfigSmFactory(serviceConfig, serviceStatus,
+                                                       publishedMountsTable, registry);
    }
    static Ptr<Controller::MountConfig>
    declare(Ptr<Controller::ServiceMountGroupConfig> const& group, char const* path,
