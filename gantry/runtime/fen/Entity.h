@@ -102,6 +102,12 @@ class GANTRY_EXPORT Entity : public Notifier {
    /// null when there is none.
    virtual Ptr<Entity> fenPathMember(std::string_view& rest) const;
 
+   /// The entity of a type of which the process has one; null when nobody has made it yet.
+   static Ptr<Entity> singletonExists(FenType const* type);
+   /// The same, made under the type's short name when it is not there, and kept until the process
+   /// ends; null when the type needs more than a name.
+   static Ptr<Entity> singletonIs(FenType const* type);
+
    /// The key in the collection that owns it; a type whose key is not its name has its own.
    Name const& fwkKey() const { return name_; }
 
