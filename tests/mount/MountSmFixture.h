@@ -3,22 +3,22 @@
 #pragma once
 
 #include "../support/ScriptedBackend.h"
+#include "../support/Traces.h"
 
 #include <gantry/common/ConnectionConfig.fen.h>
 #include <gantry/mount/MountSm.fen.h>
-#include <gantry/runtime/fen/Trace.h>
 #include <gantry/runtime/fen/VirtualTime.h>
 
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace MountTest {
 
 using Calls = std::vector<std::string>;
+using TestSupport::Traces;
 using States = std::vector<Controller::MountState>;
 
 /// Writes down the states that a record reports, as the owner of a machine hears them.
@@ -37,23 +37,6 @@ class StateWatcher : public Controller::MountSmData::Notifiee {
 
    States states;
    std::function<void(Controller::MountState)> then;
-};
-
-/// Sends every trace of a scope into a text.
-class Traces {
- public:
-   Traces() : former_(Fen::coverageStream_) { Fen::coverageStream_ = &stream_; }
-   ~Traces() { Fen::coverageStream_ = former_; }
-   bool has(std::string const& text) const { return stream_.str().find(text) != std::string::npos; }
-   bool hasLine(std::string const& line) const {
-      return ("\n" + stream_.str()).find("\n" + line + "\n") != std::string::npos;
-   }
-   std::string text() const { return stream_.str(); }
-   void clear() { stream_.str(""); }
-
- private:
-   std::ostream* former_;
-   std::ostringstream stream_;
 };
 
 class MountSmTest : public testing::Test {

@@ -1,12 +1,6 @@
 /// The ring trace of the mount machine: the words of every message, in order.
 #include "MountSmFixture.h"
 
-#include <gantry/runtime/ringscribe/Trace.h>
-#include <gantry/runtime/ringscribe/TraceReader.h>
-
-#include <cstdlib>
-#include <filesystem>
-
 namespace {
 
 using namespace Controller;
@@ -14,30 +8,12 @@ using namespace MountTest;
 
 class MountSmRingTest : public MountSmTest {
  protected:
-   MountSmRingTest() {
-      char pattern[] = "/tmp/gantry-ring-XXXXXX";
-      folder_ = ::mkdtemp(pattern);
-      RingScribe::theTraceFile =
-         RingScribe::traceFileFactory((folder_ / "trace").c_str(), 256 * 1024);
-      source_.emplace((folder_ / "trace").string());
-      reader_.emplace(*source_, "trace");
-   }
-   ~MountSmRingTest() override {
-      cleanUp();
-      RingScribe::theTraceFile = nullptr;
-      std::filesystem::remove_all(folder_);
-   }
+   ~MountSmRingTest() override { cleanUp(); }
    /// What has been traced since the last call.
-   Calls texts() {
-      Calls result;
-      reader_->readNew([&](RingScribe::TraceMessage const& each) { result.push_back(each.text); });
-      return result;
-   }
+   Calls texts() { return ring_.texts(); }
 
  private:
-   std::filesystem::path folder_;
-   std::optional<RingScribe::TraceFileSource> source_;
-   std::optional<RingScribe::TraceReader> reader_;
+   TestSupport::RingTraces ring_;
 };
 
 // Numbers of states: 0 idle, 1 mount, 2 remount, 3 preserving unmount, 4 unmount; mount states 2
