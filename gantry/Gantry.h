@@ -14,6 +14,9 @@
 #include <gantry/common/ServiceStatus.fen.h>
 #include <gantry/common/SystemId.h>
 #include <gantry/common/Values.fen.h>
+#include <gantry/initial/InitialMountSm.fen.h>
+#include <gantry/initial/MountGroupInitialMountSm.fen.h>
+#include <gantry/initial/ServiceInitialMountSm.fen.h>
 #include <gantry/model/LocalTables.fen.h>
 #include <gantry/model/MountsRegistry.fen.h>
 #include <gantry/model/Registration.fen.h>
@@ -41,6 +44,7 @@
 #include <gantry/runtime/cairn/Server.h>
 #include <gantry/runtime/cairn/TcpConfig.h>
 #include <gantry/runtime/fen/ActivityLoop.h>
+#include <gantry/runtime/fen/ActivityManagerConfig.h>
 #include <gantry/runtime/fen/Assert.h>
 #include <gantry/runtime/fen/AttrView.h>
 #include <gantry/runtime/fen/AttrWire.h>
