@@ -36,6 +36,7 @@ class EntityHeader {
       }
       emitOperations(out_, type_);
       out_.gap();
+      emitReflectionNames(out_, type_);
       out_.line("static Fen::FenType* _fwkType();");
       out_.line("Fen::FenType* fwkType() const override;");
       out_.line("Fen::String8 attributeString(Fen::AttributeId id) const override;");

@@ -150,6 +150,7 @@ class HolderHeader {
       out_.gap();
       out_.line("void hasNotificationActiveIs(bool active) override;");
       out_.line("Fen::FenType* fwkType() const override;");
+      emitReflectionNames(out_, type_);
       out_.line("static Fen::FenType* _fwkType();");
       if (type_.base != nullptr) {
          out_.line("Fen::String8 attributeString(Fen::AttributeId id) const override;");
@@ -331,6 +332,9 @@ class HolderHeader {
                 a.keyType->cppName + ">;");
       out_.line(upper + "IteratorConst " + a.name + "Iterator() const;");
       out_.line(upper + "IteratorConst " + a.name + "Iterator(" + key + ") const;");
+      if (!isReactor_) {
+         emitMemberTraits(out_, a, member);
+      }
    }
 
    void field(Attribute const& a) {

@@ -317,7 +317,8 @@ void emitTables(EmitText& out, Type const& type) {
       out.line("constexpr Fen::AttrDesc " + attributes + "[] = {");
       for (auto const& attribute : type.attributes) {
          if (attribute->hasPlace) {
-            out.line("   " + description(type, *attribute) + ",");
+            out.line("   Fen::accessible<Fen::Access::" + accessKind(type, *attribute) + ">(");
+            out.line("      " + description(type, *attribute) + "),");
          }
       }
       out.line("};");
@@ -346,7 +347,7 @@ void emitTables(EmitText& out, Type const& type) {
    out.line("} // namespace");
    out.gap();
    out.open("Fen::FenType* " + name + "::_fwkType() {");
-   out.line("static Fen::FenType* const type = Fen::FenType::typeIs(" + flat + "Type);");
+   out.line("static Fen::FenType* const type = Fen::FenType::typeIs(new _Type(" + flat + "Type));");
    out.line("return type;");
    out.close("}");
    out.line("Fen::FenType* " + name + "::fwkType() const { return _fwkType(); }");

@@ -40,6 +40,13 @@ void emitThrough(EmitText& out, Type const& type, Attribute const& attribute);
 void emitOperations(EmitText& out, Type const& type);
 /// The static tables of a type and the operations that read them.
 void emitTables(EmitText& out, Type const& type);
+/// The template, with its arguments, that makes an attribute's table of functions for generic code
+/// (EmitReflection.cpp).
+std::string accessKind(Type const& type, Attribute const& attribute);
+/// The names of a class for reflection, `_Type` and `GenericIf_`.
+void emitReflectionNames(EmitText& out, Type const& type);
+/// How generic code finds the members of a machine's collection.
+void emitMemberTraits(EmitText& out, Attribute const& attribute, std::string const& member);
 /// The name of a class inside its namespace, such as "MountSm::UnmounterSm".
 std::string scopedName(Type const& type);
 /// The same as one word, such as "MountSm_UnmounterSm".

@@ -23,7 +23,7 @@ void emitTypeObject(EmitText& out, Type const& type, std::string const& function
    out.line("static Fen::TypeDesc const " + description + " = {");
    out.line("   " + quoted(type.cppName) + ", Fen::TypeKind::" + kind + ", nullptr, {}, " +
             (hasFields ? "fen" + type.name + "Fields" : std::string("{}")) +
-            ", nullptr, nullptr};");
+            ", nullptr, nullptr, &Fen::valueForm<" + type.cppName + ">};");
    out.gap();
    out.open("Fen::FenType* " + function + "() {");
    out.line("static Fen::FenType* const type = Fen::FenType::typeIs(" + description + ");");
@@ -73,6 +73,7 @@ void emitEnumeration(EmitText& out, Type const& type) {
 }
 
 void emitEnumerationMembers(EmitText& out, Type const& type) {
+   out.line("using " + type.name + "_GenericIf_ = Fen::GenericIfValue<" + type.name + ">;");
    out.line("/// The value with this number or text; throws RangeException for any other.");
    out.line("static " + type.name + " " + type.name + "Instance(unsigned int number);");
    out.line("static " + type.name + " " + type.name + "Instance(Fen::String8 const& text);");
@@ -88,7 +89,13 @@ void emitEnumerationFunctions(EmitText& out, Type const& type) {
    out.line("GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, " + name + " value);");
    out.line("/// The same as " + instanceOf(type) + ", found by its arguments.");
    out.line("GANTRY_EXPORT " + name + " fenInstance(unsigned int number, " + name + " const*);");
+   out.line("/// Reads the text form, and stores the value unless `into` is null.");
+   out.line("GANTRY_EXPORT " + name +
+            " sequenceToValue(Fen::String8::IteratorConst& at, "
+            "Fen::String8::IteratorConst const& end, " +
+            name + "* into);");
    if (type.outer == nullptr) {
+      out.line("using " + type.name + "_GenericIf_ = Fen::GenericIfValue<" + type.name + ">;");
       out.line("/// The value with this number or text; throws RangeException for any other.");
       out.line("GANTRY_EXPORT " + name + " " + name + "Instance(unsigned int number);");
       out.line("GANTRY_EXPORT " + name + " " + name + "Instance(Fen::String8 const& text);");
@@ -140,6 +147,17 @@ void emitEnumerationSource(EmitText& out, Type const& type) {
    out.open(name + " fenInstance(unsigned int number, " + name + " const*) {");
    out.line("return " + instanceOf(type) + "(number);");
    out.close("}");
+   out.gap();
+   out.open(name +
+            " sequenceToValue(Fen::String8::IteratorConst& at, "
+            "Fen::String8::IteratorConst const& end, " +
+            name + "* into) {");
+   out.line(name + " const value = " + instanceOf(type) + "(Fen::sequenceToText(at, end));");
+   out.open("if (into != nullptr) {");
+   out.line("*into = value;");
+   out.close("}");
+   out.line("return value;");
+   out.close("}");
    emitTypeObject(out, type, scope + "_fwkType_" + type.name, "enumeration", false);
 }
 
@@ -156,6 +174,8 @@ void emitValue(EmitText& out, Type const& type) {
    }
    out.line(std::string(type.attributes.size() == 1 ? "explicit " : "") + name + "(" + parameters +
             ");");
+   out.line("/// Reads the text form, and throws RangeException for any other.");
+   out.line(name + "(Fen::String8::IteratorConst& at, Fen::String8::IteratorConst const& end);");
    for (auto const& field : type.attributes) {
       out.gap();
       out.documentation(field->documentation);
@@ -218,6 +238,11 @@ void emitValueSource(EmitText& out, Type const& type) {
    out.gap();
    out.line(name + "::" + name + "(" + parameters + ")");
    out.line("   : " + initializers + " {}");
+   out.gap();
+   out.open(name + "::" + name +
+            "(Fen::String8::IteratorConst& at, Fen::String8::IteratorConst const& end) {");
+   out.line("Fen::sequenceToFields(at, end, " + quoted(type.cppName) + ", *this);");
+   out.close("}");
    out.gap();
    out.line("std::uint32_t " + name + "::hash() const { return " + hashes + "; }");
    out.gap();

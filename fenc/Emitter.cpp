@@ -279,6 +279,7 @@ std::string emitSource(Module const& module) {
    out.gap();
    out.line("#include <" + module.headerPath() + ">");
    out.gap();
+   out.line("#include <gantry/runtime/fen/AttrAccess.h>");
    out.line("#include <gantry/runtime/fen/NboAttrLogForm.h>");
    out.line("#include <gantry/runtime/fen/Strep.h>");
    out.gap();

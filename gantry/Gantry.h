@@ -46,6 +46,7 @@
 #include <gantry/runtime/fen/ActivityLoop.h>
 #include <gantry/runtime/fen/ActivityManagerConfig.h>
 #include <gantry/runtime/fen/Assert.h>
+#include <gantry/runtime/fen/AttrAccess.h>
 #include <gantry/runtime/fen/AttrView.h>
 #include <gantry/runtime/fen/AttrWire.h>
 #include <gantry/runtime/fen/AttrWireBase.h>
@@ -63,8 +64,10 @@
 #include <gantry/runtime/fen/Entity.h>
 #include <gantry/runtime/fen/Exception.h>
 #include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/GenericIf.h>
 #include <gantry/runtime/fen/HashMap.h>
 #include <gantry/runtime/fen/HashMapGeneric.h>
+#include <gantry/runtime/fen/Introspection.h>
 #include <gantry/runtime/fen/LinkQueue.h>
 #include <gantry/runtime/fen/LinkedQueue.h>
 #include <gantry/runtime/fen/ListRaw.h>
@@ -85,8 +88,11 @@
 #include <gantry/runtime/fen/SnapshotIterator.h>
 #include <gantry/runtime/fen/StreamAdapter.h>
 #include <gantry/runtime/fen/Strep.h>
+#include <gantry/runtime/fen/StrepRead.h>
 #include <gantry/runtime/fen/String.h>
 #include <gantry/runtime/fen/Trace.h>
+#include <gantry/runtime/fen/TypeOf.h>
+#include <gantry/runtime/fen/ValueForm.h>
 #include <gantry/runtime/fen/VirtualTime.h>
 #include <gantry/runtime/nimet/EthAddr.h>
 #include <gantry/runtime/nimet/IpAddr.h>

@@ -1,6 +1,6 @@
 /// Names and numbers of the states of a mount.
 #include <gantry/common/MountState.h>
-#include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/ValueForm.h>
 
 #include <array>
 #include <ostream>
@@ -10,7 +10,8 @@ namespace Controller {
 namespace {
 
 constexpr Fen::TypeDesc mountStateType = {
-   "Controller::MountState", Fen::TypeKind::enumeration, nullptr, {}, {}, nullptr, nullptr};
+   "Controller::MountState",   Fen::TypeKind::enumeration, nullptr, {}, {}, nullptr, nullptr,
+   &Fen::valueForm<MountState>};
 
 constexpr std::array names = {"mountStateUnmounted", "mountStatePending", "mountStateMounting",
                               "mountStateFailed",    "mountStateMounted", "mountStateUnmounting"};
@@ -44,9 +45,19 @@ MountState MountStateInstance(Fen::String8 const& text) {
    Fen::throwRangeException("MountState");
 }
 
+MountState sequenceToValue(Fen::String8::IteratorConst& at, Fen::String8::IteratorConst const& end,
+                           MountState* into) {
+   MountState const value = MountStateInstance(Fen::sequenceToText(at, end));
+   if (into != nullptr) {
+      *into = value;
+   }
+   return value;
+}
+
 Fen::FenType* _fwkType_MountState() {
    static Fen::FenType* const type = Fen::FenType::typeIs(mountStateType);
    return type;
 }
+static Fen::TypeLoad const loadMountState(&_fwkType_MountState);
 
 } // namespace Controller

@@ -30,6 +30,9 @@ GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, MountState const& stat
 /// The value with this number or this text; throws RangeException for any other.
 GANTRY_EXPORT MountState MountStateInstance(unsigned int number);
 GANTRY_EXPORT MountState MountStateInstance(Fen::String8 const& text);
+/// Reads the text form, and stores the value unless `into` is null.
+GANTRY_EXPORT MountState sequenceToValue(Fen::String8::IteratorConst& at,
+                                         Fen::String8::IteratorConst const& end, MountState* into);
 GANTRY_EXPORT Fen::FenType* _fwkType_MountState();
 /// The value with this number, for the attribute log, which finds it by the type.
 inline MountState fenInstance(unsigned int number, MountState const*) {

@@ -19,6 +19,10 @@ class GANTRY_EXPORT SystemId : public Nimet::EthAddr {
 
 static_assert(sizeof(SystemId) == 6);
 
+/// As with addresses: a text that names no system is refused with RangeException.
+GANTRY_EXPORT SystemId sequenceToValue(Fen::String8::IteratorConst& at,
+                                       Fen::String8::IteratorConst const& end, SystemId*);
+
 } // namespace Controller
 
 template <>

@@ -1,6 +1,6 @@
 /// The bodies of the entity manager.
 #include <gantry/runtime/cairn/EntityManager.h>
-#include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/AttrAccess.h>
 
 namespace Cairn {
 
@@ -19,11 +19,14 @@ constexpr Fen::AttrDesc entityManagerAttributes[] = {
    idle(262, "mountTimeout"),
    idle(263, "rootMount"),
    idle(264, "dieOnDisconnect"),
-   Fen::attrDesc<EntityManager::FenReconnectRetriesAttr>(),
+   Fen::accessible<
+      Fen::Access::Scalar<&EntityManager::reconnectRetries, &EntityManager::reconnectRetriesIs>>(
+      Fen::attrDesc<EntityManager::FenReconnectRetriesAttr>()),
    idle(266, "locallyReadOnly"),
    idle(267, "isServer"),
    idle(268, "srcPort"),
-   Fen::attrDesc<EntityManager::FenSrcHostAttr>(),
+   Fen::accessible<Fen::Access::Scalar<&EntityManager::srcHost, &EntityManager::srcHostIs>>(
+      Fen::attrDesc<EntityManager::FenSrcHostAttr>()),
    idle(270, "cairnPath"),
    idle(271, "cairnRoot"),
    idle(272, "agentEnvStatusSm"),
@@ -48,7 +51,8 @@ constexpr Fen::AttrDesc entityManagerAttributes[] = {
    idle(291, "deferredMountSm"),
    idle(292, "outgoingRoundSize"),
    idle(293, "cairnMounted"),
-   Fen::attrDesc<EntityManager::FenUnmounterAttr>(),
+   Fen::accessible<Fen::Access::Scalar<&EntityManager::unmounter, &EntityManager::unmounterIs>>(
+      Fen::attrDesc<EntityManager::FenUnmounterAttr>()),
    idle(295, "debugRequireImmediate"),
    idle(296, "debugReconnectTimeout"),
    idle(297, "initialized"),
@@ -164,6 +168,7 @@ Fen::FenType* EntityManager::_fwkType() {
    static Fen::FenType* const type = Fen::FenType::typeIs(entityManagerType);
    return type;
 }
+static Fen::TypeLoad const loadEntityManager(&EntityManager::_fwkType);
 Fen::FenType* EntityManager::fwkType() const { return _fwkType(); }
 Fen::String8 EntityManager::attributeString(Fen::AttributeId id) const {
    Fen::AttrDesc const* const attribute = _fwkType()->attribute(id);

@@ -1,6 +1,6 @@
 /// Names and numbers of the ways in which a mount ends.
 #include <gantry/runtime/cairn/MountStatus.h>
-#include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/ValueForm.h>
 
 #include <array>
 #include <ostream>
@@ -10,7 +10,8 @@ namespace Cairn {
 namespace {
 
 constexpr Fen::TypeDesc mountStatusType = {
-   "Cairn::MountStatus", Fen::TypeKind::enumeration, nullptr, {}, {}, nullptr, nullptr};
+   "Cairn::MountStatus",        Fen::TypeKind::enumeration, nullptr, {}, {}, nullptr, nullptr,
+   &Fen::valueForm<MountStatus>};
 
 constexpr std::array names = {
    "mountStatusNone",           "mountStatusNoSuchPath",    "mountStatusAnotherType",
@@ -47,9 +48,19 @@ MountStatus MountStatusInstance(Fen::String8 const& text) {
    Fen::throwRangeException("MountStatus");
 }
 
+MountStatus sequenceToValue(Fen::String8::IteratorConst& at, Fen::String8::IteratorConst const& end,
+                            MountStatus* into) {
+   MountStatus const value = MountStatusInstance(Fen::sequenceToText(at, end));
+   if (into != nullptr) {
+      *into = value;
+   }
+   return value;
+}
+
 Fen::FenType* _fwkType_MountStatus() {
    static Fen::FenType* const type = Fen::FenType::typeIs(mountStatusType);
    return type;
 }
+static Fen::TypeLoad const loadMountStatus(&_fwkType_MountStatus);
 
 } // namespace Cairn

@@ -43,6 +43,10 @@ GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, MountStatus const& sta
 /// The value with this number or this text; throws RangeException for any other.
 GANTRY_EXPORT MountStatus MountStatusInstance(unsigned int number);
 GANTRY_EXPORT MountStatus MountStatusInstance(Fen::String8 const& text);
+/// Reads the text form, and stores the value unless `into` is null.
+GANTRY_EXPORT MountStatus sequenceToValue(Fen::String8::IteratorConst& at,
+                                          Fen::String8::IteratorConst const& end,
+                                          MountStatus* into);
 GANTRY_EXPORT Fen::FenType* _fwkType_MountStatus();
 
 } // namespace Cairn

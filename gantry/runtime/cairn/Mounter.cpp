@@ -21,6 +21,7 @@ Fen::FenType* Mounter::_fwkType() {
    static Fen::FenType* const type = Fen::FenType::typeIs(mounterType);
    return type;
 }
+static Fen::TypeLoad const loadMounter(&Mounter::_fwkType);
 Fen::FenType* Mounter::fwkType() const { return _fwkType(); }
 
 void Mounter::doMountsComplete(MountStatus, Fen::Ptr<EntityManager> const&) {}

@@ -1,6 +1,6 @@
 /// The bodies of the progress of an unmount.
 #include <gantry/runtime/cairn/RemoteUnmounter.h>
-#include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/AttrAccess.h>
 
 namespace Cairn {
 
@@ -16,8 +16,12 @@ constexpr Fen::AttrDesc remoteUnmounterAttributes[] = {
    idle(259, "statusDir"),
    idle(260, "mount"),
    idle(261, "inputsComplete"),
-   Fen::attrDesc<RemoteUnmounter::FenStatePreservingAttr>(),
-   Fen::attrDesc<RemoteUnmounter::FenUnmountsCompleteAttr>(),
+   Fen::accessible<
+      Fen::Access::Scalar<&RemoteUnmounter::statePreserving, &RemoteUnmounter::statePreservingIs>>(
+      Fen::attrDesc<RemoteUnmounter::FenStatePreservingAttr>()),
+   Fen::accessible<Fen::Access::Scalar<&RemoteUnmounter::unmountsComplete,
+                                       &RemoteUnmounter::unmountsCompleteIs>>(
+      Fen::attrDesc<RemoteUnmounter::FenUnmountsCompleteAttr>()),
    idle(264, "initialized"),
 };
 constexpr Fen::ParameterDesc remoteUnmounterParameters[] = {{"name", "Fen::Name"}};
@@ -52,6 +56,7 @@ Fen::FenType* RemoteUnmounter::_fwkType() {
    static Fen::FenType* const type = Fen::FenType::typeIs(remoteUnmounterType);
    return type;
 }
+static Fen::TypeLoad const loadRemoteUnmounter(&RemoteUnmounter::_fwkType);
 Fen::FenType* RemoteUnmounter::fwkType() const { return _fwkType(); }
 Fen::String8 RemoteUnmounter::attributeString(Fen::AttributeId id) const {
    Fen::AttrDesc const* const attribute = _fwkType()->attribute(id);

@@ -350,6 +350,7 @@ void ownedMembersOrphan(typename Attr::Owner& owner) {
 
 // ---- descriptions ------------------------------------------------------------------------------
 
+struct AttrAccess;
 struct AttrView;
 struct AttrWire;
 
@@ -368,6 +369,8 @@ struct AttrDesc {
    /// How a tool that does not know the type reads the attribute, see AttrView.h; null where there
    /// is nothing to read.
    AttrView const* view = nullptr;
+   /// How generic code reads and changes it, see AttrAccess.h; null where only typed code can.
+   AttrAccess const* access = nullptr;
 };
 
 /// The name of a type in descriptions. Value types and enumerations made from a schema specialise

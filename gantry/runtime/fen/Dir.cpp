@@ -1,6 +1,6 @@
 /// Members and places of directories.
+#include <gantry/runtime/fen/AttrAccess.h>
 #include <gantry/runtime/fen/Dir.h>
-#include <gantry/runtime/fen/FenType.h>
 
 namespace Fen {
 
@@ -66,10 +66,33 @@ struct EntityPtrPlace final : AttrLog::OwnedPlace {
    static Dir& directory(Entity& owner) { return static_cast<Dir&>(owner); }
 };
 
+/// Members by their names; what is put in stands there under its own name and no other.
+struct EntityPtrAccess : Access::Members<EntityPtrAttr> {
+   static bool readMember(PtrInterface const& owner, void const* key, ValueUse const& use) {
+      Ptr<Entity> const member(find(owner, key));
+      use(&member);
+      return static_cast<bool>(member);
+   }
+   static void set(PtrInterface& owner, void const* key, void const* value) {
+      auto const& entity = *static_cast<Ptr<Entity> const*>(value);
+      if (entity && !(entity->name() == *static_cast<Name const*>(key))) {
+         GenericIf::throwTypeException("fen_index");
+      }
+      static_cast<Dir&>(owner).entityPtrIs(entity);
+   }
+   static Ptr<GenericIf> del(PtrInterface& owner, void const* key) {
+      return genericIf(static_cast<Dir&>(owner).entityPtrDel(*static_cast<Name const*>(key)));
+   }
+   static constexpr AttrAccess table() {
+      return {
+         &valueForm<Ptr<Entity>>, &valueForm<Name>, &readMember, &set, nullptr, &del, &map, &walk};
+   }
+};
+
 constexpr AttrDesc attributes[] = {
    {Dir::entityPtrAttributeId, EntityPtrAttr::name, EntityPtrAttr::kind, "Fen::Entity", "Fen::Name",
     &AttrLog::wireObject<AttrLog::OwnedCollectionWire<EntityPtrAttr, EntityPtrPlace>>,
-    &memberByText},
+    &memberByText, nullptr, &Access::tableOf<EntityPtrAccess>},
 };
 
 constexpr TypeDesc description = {"Fen::Dir", TypeKind::entity, &Entity::_fwkType, attributes,

@@ -78,6 +78,16 @@ String8 Entity::attributeString(AttributeId id) const {
       return "parent";
    case versionAttributeId:
       return "version";
+   case hasAttrLogAttributeId:
+      return "fenHasAttrLogInterface";
+   case adapterForChannelAttributeId:
+      return "fenNboAttrLogSaForMsgChannel";
+   case keyAttributeId:
+      return "fwkKey";
+   case nameAttributeId:
+      return "name";
+   case fullNameAttributeId:
+      return "fullName";
    default:
       return "unknown";
    }

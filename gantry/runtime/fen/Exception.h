@@ -18,6 +18,10 @@ class GANTRY_EXPORT Exception : public std::exception {
       nameInUse = 2,
       internal = 3,
       constant = 4,
+      badIndexAttr = 5,
+      opNotSupported = 6,
+      type = 7,
+      unknownAttr = 8,
       attrLogEntity = 16,
       attrLogRecord = 32,
       /// attrLogEntity and attrLogRecord together: what writing a reference may raise.

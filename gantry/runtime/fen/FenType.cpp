@@ -1,6 +1,8 @@
 /// The tree of types.
 #include <gantry/runtime/fen/Dir.h>
 #include <gantry/runtime/fen/FenType.h>
+#include <gantry/runtime/fen/Introspection.h>
+#include <gantry/runtime/fen/ValueForm.h>
 
 #include <map>
 #include <string>
@@ -9,9 +11,19 @@ namespace Fen {
 
 namespace {
 
+/// Types by full name, and in the order in which the names were entered. A name can be there before
+/// its type.
 struct TypeTree {
    std::map<std::string, FenType*, std::less<>> byName;
-   std::vector<FenType*> inOrder;
+   std::vector<FenType* const*> inOrder;
+
+   FenType*& place(char const* fullName) {
+      auto const [at, isNew] = byName.try_emplace(fullName, nullptr);
+      if (isNew) {
+         inOrder.push_back(&at->second);
+      }
+      return at->second;
+   }
 };
 
 // Never destroyed: type objects are read until the last code has run.
@@ -22,6 +34,8 @@ TypeTree& typeTree() {
 
 constexpr TypeDesc entityDescription = {"Fen::Entity", TypeKind::entity, nullptr, {}, {},
                                         nullptr,       nullptr};
+constexpr TypeDesc objectDescription = {
+   "Fen::PtrInterface", TypeKind::builtin, nullptr, {}, {}, nullptr, nullptr};
 constexpr TypeDesc typeDescription = {"Fen::FenType", TypeKind::entity, &Entity::_fwkType, {}, {},
                                       nullptr,        nullptr};
 
@@ -40,11 +54,12 @@ FenType::FenType(TypeDesc const& description)
 FenType::~FenType() = default;
 FenAttr::~FenAttr() = default;
 
-FenType* FenType::typeIs(TypeDesc const& description) {
-   auto* const type = new FenType(description);
+FenType* FenType::typeIs(TypeDesc const& description) { return typeIs(new FenType(description)); }
+
+FenType* FenType::typeIs(FenType* type) {
    type->isNondestructingIs(true);
-   typeTree().byName[description.fullName] = type;
-   typeTree().inOrder.push_back(type);
+   typeTree().place(type->description_.fullName) = type;
+   IntrospectionReactor::global().define(type);
    return type;
 }
 
@@ -53,9 +68,17 @@ FenType* FenType::type(std::string_view fullName) {
    return found == typeTree().byName.end() ? nullptr : found->second;
 }
 
-void FenType::typeNodeIs(char const* fullName) { typeTree().byName.try_emplace(fullName, nullptr); }
+void FenType::typeNodeIs(char const* fullName) { typeTree().place(fullName); }
 
-std::vector<FenType*> const& FenType::types() { return typeTree().inOrder; }
+std::vector<FenType*> FenType::types() {
+   std::vector<FenType*> result;
+   for (FenType* const* place : typeTree().inOrder) {
+      if (*place != nullptr) {
+         result.push_back(*place);
+      }
+   }
+   return result;
+}
 
 bool FenType::isA(FenType const* other) const {
    for (FenType const* type = this; type != nullptr; type = type->base_) {
@@ -95,6 +118,125 @@ Ptr<PtrInterface> FenType::newEntity(Ptr<NboAttrLog::In> const& in,
    return description_.wire->newEntity(*in, nullptr);
 }
 
+Ptr<Entity::FenNboAttrLogSa> FenType::childAttrLogIs(Ptr<Entity> const& child,
+                                                     Ptr<NboAttrLog::Out> const& out) const {
+   if (!child || !child->fwkType()->isA(this)) {
+      return nullptr;
+   }
+   return child->fenNboAttrLogSaIs({}, 0, out, nullptr);
+}
+
+// ---- handles -----------------------------------------------------------------------------------
+
+Ptr<GenericIf> FenType::genericIf(String8 const& text, bool isConst) const {
+   String8::IteratorConst at(text);
+   String8::IteratorConst const end(text, text.length());
+   if (ValueForm const* const form = description_.form) {
+      Ptr<GenericIf> handle;
+      auto const keep = [&](void const* value) { handle = form->handle(value, isConst); };
+      form->read(at, end, valueUse(keep));
+      requireTextEnd(at, end);
+      return handle;
+   }
+   String8::IteratorConst const begin(at);
+   Ptr<PtrInterface> const object = sequenceToValueOfPtr(at, end);
+   requireTextEnd(at, end);
+   if (object && !object->fwkType()->isA(this)) {
+      cannotConvert(begin, end, this);
+   }
+   return genericIf(object.ptr(), isConst);
+}
+
+Ptr<GenericIf> FenType::genericIf(PtrInterface* object, bool isConst) const {
+   FenType* const self = const_cast<FenType*>(this);
+   FenType const* const type = object != nullptr ? object->fwkType() : nullptr;
+   PtrInterface* const typed = type != nullptr && type->isA(this) ? object : nullptr;
+   if (isEntity_) {
+      return makePtr<GenericIfEntity>(Ptr<Entity>(dynamic_cast<Entity*>(typed)), self, isConst);
+   }
+   return makePtr<GenericIfPtrInterface>(Ptr<PtrInterface>(typed), self, isConst);
+}
+
+PtrInterface* FenType::objectAt(void const*) const { return nullptr; }
+
+Ptr<GenericIf> objectHandle(PtrInterface const* object, FenType const* type, bool isConst) {
+   FenType const* const own = object != nullptr ? object->fwkType() : nullptr;
+   if (own == nullptr && type == nullptr) {
+      return nullptr;
+   }
+   return (own != nullptr ? own : type)->genericIf(const_cast<PtrInterface*>(object), isConst);
+}
+
+// ---- queues ------------------------------------------------------------------------------------
+
+std::vector<FenType*> FenType::nestedType() const {
+   std::vector<FenType*> result;
+   for (FenType* const each : types()) {
+      if (each->scope() == this) {
+         result.push_back(each);
+      }
+   }
+   return result;
+}
+
+std::vector<Ptr<FenAttr>> FenType::referringAttrQ() const {
+   std::vector<Ptr<FenAttr>> result;
+   for (FenType* const type : types()) {
+      for (Ptr<FenAttr> const& each : type->attributeQ_) {
+         if (each->valueType() == this || each->keyType() == this) {
+            result.push_back(each);
+         }
+      }
+   }
+   return result;
+}
+
+std::vector<FenType*> const& FenType::derivedTypeQ() const { return derivedTypeQ_; }
+std::vector<Ptr<FenAttr>> const& FenType::attributeQ() const { return attributeQ_; }
+
+Ptr<FenAttr> FenType::attributeQIdx(AttributeId id) const {
+   for (Ptr<FenAttr> const& each : attributeQ_) {
+      if (each->id() == id) {
+         return each;
+      }
+   }
+   return nullptr;
+}
+
+std::vector<Name> FenType::constructorArgNameQ() const {
+   std::vector<Name> result;
+   for (ParameterDesc const& each : parameters()) {
+      result.emplace_back(each.name);
+   }
+   return result;
+}
+
+std::vector<Name> FenType::constructorArgTypeQ() const {
+   std::vector<Name> result;
+   for (ParameterDesc const& each : parameters()) {
+      result.emplace_back(each.type);
+   }
+   return result;
+}
+
+void FenType::derivedTypeQEnq(FenType* type) { derivedTypeQ_.push_back(type); }
+void FenType::attributeQEnq(Ptr<FenAttr> const& attribute) { attributeQ_.push_back(attribute); }
+void FenType::typeFlagsIs(unsigned flags) { typeFlags_ = flags; }
+void FenType::sizeIs(std::size_t size) { size_ = size; }
+void FenType::valAttrIs(Ptr<FenAttr> const& attribute) { valAttr_ = attribute; }
+void FenType::defaultCollectionIs(Ptr<FenAttr> const& attribute) { defaultCollection_ = attribute; }
+void FenType::scopeIs(FenType* scope) { scope_ = scope; }
+Ptr<FenAttr> FenType::valAttr() const { return valAttr_; }
+Ptr<FenAttr> FenType::defaultCollection() const { return defaultCollection_; }
+
+FenType* FenType::scope() const {
+   // By its name: a nested type may be made before the one around it.
+   std::string_view const fullName(description_.fullName);
+   std::size_t const colon = fullName.rfind("::");
+   return scope_ != nullptr || colon == std::string_view::npos ? scope_
+                                                               : type(fullName.substr(0, colon));
+}
+
 FenType* FenType::_fwkType() {
    static FenType* const type = typeIs(typeDescription);
    return type;
@@ -106,19 +248,35 @@ FenType* Entity::_fwkType() {
    return type;
 }
 
+FenType* PtrInterface::_fwkType() {
+   static FenType* const type = FenType::typeIs(objectDescription);
+   return type;
+}
+
+// ---- attributes --------------------------------------------------------------------------------
+
+FenAttr::FenAttrIntrospectionFlags::FenAttrIntrospectionFlags(unsigned value) : value_(value) {
+   if (value > highest) {
+      throwRangeException("FenAttrIntrospectionFlags::value > 0x3f not allowed");
+   }
+}
+
 Ptr<FenAttr> FenAttr::attr(FenType* type, std::string_view name) {
-   for (Ptr<FenAttr> const& known : type->attributeHandles_) {
-      if (name == known->description_.name) {
-         return known;
+   for (; type != nullptr; type = type->baseType()) {
+      for (Ptr<FenAttr> const& each : type->attributeQ()) {
+         if (name == each->description_.name) {
+            return each;
+         }
       }
    }
-   AttrDesc const* const description = type->attribute(name);
-   if (description == nullptr) {
-      return nullptr;
-   }
-   auto handle = makePtr<FenAttr>(type, *description);
-   type->attributeHandles_.push_back(handle);
-   return handle;
+   return nullptr;
+}
+
+FenType* FenAttr::valueType() const {
+   return description_.valueType != nullptr ? FenType::type(description_.valueType) : nullptr;
+}
+FenType* FenAttr::keyType() const {
+   return description_.keyType != nullptr ? FenType::type(description_.keyType) : nullptr;
 }
 
 } // namespace Fen

@@ -27,6 +27,11 @@ constexpr AttributeId zeroReferencesAttributeId = 5;
 constexpr AttributeId isNondestructingAttributeId = 6;
 constexpr AttributeId parentAttributeId = 7;
 constexpr AttributeId versionAttributeId = 8;
+constexpr AttributeId hasAttrLogAttributeId = 9;
+constexpr AttributeId adapterForChannelAttributeId = 10;
+constexpr AttributeId keyAttributeId = 11;
+constexpr AttributeId nameAttributeId = 12;
+constexpr AttributeId fullNameAttributeId = 13;
 constexpr AttributeId firstOwnAttributeId = 258;
 
 /// True while the process has one thread, so that counts need no atomic instruction. The C library
@@ -86,6 +91,8 @@ class GANTRY_EXPORT PtrInterface : public VFPtrInterface {
    virtual void zeroReferencesIs(bool zero);
    /// The type object, never null for a type that was made from a schema.
    virtual FenType* fwkType() const;
+   /// The type of all reference counted objects, to ask a handle for.
+   static FenType* _fwkType();
 
  protected:
    PtrInterface() = default;

@@ -45,4 +45,8 @@ String8 valueToStrepOfRawPtr(PtrInterface const* object) {
                             : format("<%p>", static_cast<void const*>(object));
 }
 
+String8 valueToStrepOfRawPtr(PtrInterface const* object, FenType const*) {
+   return valueToStrepOfRawPtr(object);
+}
+
 } // namespace Fen

@@ -18,7 +18,10 @@ GANTRY_EXPORT String8 valueToStrep(bool value);
 GANTRY_EXPORT String8 valueToStrep(double value);
 GANTRY_EXPORT String8 signedToStrep(std::int64_t value);
 GANTRY_EXPORT String8 unsignedToStrep(std::uint64_t value);
+/// None, the full name of an entity in quotes, or an address that nobody reads back.
 GANTRY_EXPORT String8 valueToStrepOfRawPtr(PtrInterface const* object);
+/// The same for an object that is known to be of that type.
+GANTRY_EXPORT String8 valueToStrepOfRawPtr(PtrInterface const* object, FenType const* type);
 
 template <std::integral Integer>
 requires(!std::same_as<Integer, bool>) String8 valueToStrep(Integer value) {

@@ -173,6 +173,8 @@ class GANTRY_EXPORT Name : public String8 {
    Name(std::string_view text) : String8(text) {}
    Name(std::string const& text) : String8(text) {}
    Name(String8 const& text) : String8(text) {}
+
+   static FenType* _fwkType();
 };
 
 GANTRY_EXPORT String8 operator+(String8 const& left, String8 const& right);

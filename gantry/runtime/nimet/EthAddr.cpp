@@ -1,7 +1,7 @@
 /// Text, hash and type of an Ethernet address.
-#include <gantry/runtime/fen/FenType.h>
 #include <gantry/runtime/fen/NboAttrLogIn.h>
 #include <gantry/runtime/fen/NboAttrLogOut.h>
+#include <gantry/runtime/fen/ValueForm.h>
 #include <gantry/runtime/nimet/EthAddr.h>
 
 #include <bit>
@@ -13,7 +13,8 @@ namespace Nimet {
 namespace {
 
 constexpr Fen::TypeDesc ethAddrType = {
-   "Nimet::EthAddr", Fen::TypeKind::value, nullptr, {}, {}, nullptr, nullptr};
+   "Nimet::EthAddr", Fen::TypeKind::value,    nullptr, {}, {}, nullptr,
+   nullptr,          &Fen::valueForm<EthAddr>};
 
 /// The value of a hexadecimal digit, -1 for any other character.
 constexpr int digitValue(char digit) {
@@ -51,6 +52,11 @@ void EthAddr::stringValueIs(Fen::String8 text) {
    *this = readBytes(text.view(), bytes) ? EthAddr(bytes) : EthAddr();
 }
 
+bool EthAddr::isStringValue(Fen::String8 const& text) {
+   Bytes bytes{};
+   return readBytes(text.view(), bytes);
+}
+
 Fen::String8 EthAddr::stringValue() const {
    Bytes const b = bytes();
    return Fen::format("%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4], b[5]);
@@ -73,6 +79,7 @@ Fen::FenType* EthAddr::_fwkType() {
    static Fen::FenType* const type = Fen::FenType::typeIs(ethAddrType);
    return type;
 }
+static Fen::TypeLoad const loadEthAddr(&EthAddr::_fwkType);
 
 std::ostream& operator<<(std::ostream& out, EthAddr const& address) {
    return out << address.stringValue();
@@ -80,6 +87,16 @@ std::ostream& operator<<(std::ostream& out, EthAddr const& address) {
 
 Fen::String8 valueToStrep(EthAddr const& address) {
    return Fen::valueToStrep(address.stringValue());
+}
+
+EthAddr sequenceToValue(Fen::String8::IteratorConst& at, Fen::String8::IteratorConst const& end,
+                        EthAddr*) {
+   Fen::String8::IteratorConst const begin(at);
+   Fen::String8 const text = Fen::sequenceToText(at, end);
+   if (!EthAddr::isStringValue(text)) {
+      Fen::cannotConvert(begin, end, EthAddr::_fwkType());
+   }
+   return EthAddr(text);
 }
 
 void operator<<(Fen::NboAttrLog::Out& out, EthAddr const& address) {

@@ -25,6 +25,8 @@ class GANTRY_EXPORT EthAddr {
    /// Takes six pairs of hexadecimal digits with colons between, in either case. Any other text
    /// gives the zero value, without an exception: this is called from notifications.
    void stringValueIs(Fen::String8 text);
+   /// Whether stringValueIs() would take the text.
+   static bool isStringValue(Fen::String8 const& text);
    /// The six bytes in lower-case hexadecimal with colons between; stringValueIs() takes it back.
    Fen::String8 stringValue() const;
    Bytes bytes() const;
@@ -49,6 +51,10 @@ static_assert(sizeof(EthAddr) == 6);
 /// The text form.
 GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, EthAddr const& address);
 GANTRY_EXPORT Fen::String8 valueToStrep(EthAddr const& address);
+/// Takes what valueToStrep() wrote; a text that is no address is refused with RangeException, since
+/// here, unlike in a notification, somebody is told.
+GANTRY_EXPORT EthAddr sequenceToValue(Fen::String8::IteratorConst& at,
+                                      Fen::String8::IteratorConst const& end, EthAddr*);
 /// The log form: the six bytes in their order.
 GANTRY_EXPORT void operator<<(Fen::NboAttrLog::Out& out, EthAddr const& address);
 GANTRY_EXPORT void operator>>(Fen::NboAttrLog::In& in, EthAddr& address);

@@ -1,7 +1,7 @@
 /// Text and type of an IPv4 address.
-#include <gantry/runtime/fen/FenType.h>
 #include <gantry/runtime/fen/NboAttrLogIn.h>
 #include <gantry/runtime/fen/NboAttrLogOut.h>
+#include <gantry/runtime/fen/ValueForm.h>
 #include <gantry/runtime/nimet/IpAddr.h>
 
 #include <arpa/inet.h>
@@ -13,7 +13,8 @@ namespace Nimet {
 namespace {
 
 constexpr Fen::TypeDesc ipAddrType = {
-   "Nimet::IpAddr", Fen::TypeKind::value, nullptr, {}, {}, nullptr, nullptr};
+   "Nimet::IpAddr", Fen::TypeKind::value,   nullptr, {}, {}, nullptr,
+   nullptr,         &Fen::valueForm<IpAddr>};
 
 } // namespace
 
@@ -48,6 +49,7 @@ Fen::FenType* IpAddr::_fwkType() {
    static Fen::FenType* const type = Fen::FenType::typeIs(ipAddrType);
    return type;
 }
+static Fen::TypeLoad const loadIpAddr(&IpAddr::_fwkType);
 
 std::ostream& operator<<(std::ostream& out, IpAddr const& address) {
    return out << address.stringValue();
@@ -55,6 +57,18 @@ std::ostream& operator<<(std::ostream& out, IpAddr const& address) {
 
 Fen::String8 valueToStrep(IpAddr const& address) {
    return Fen::valueToStrep(address.stringValue());
+}
+
+IpAddr sequenceToValue(Fen::String8::IteratorConst& at, Fen::String8::IteratorConst const& end,
+                       IpAddr*) {
+   Fen::String8::IteratorConst const begin(at);
+   Fen::String8 const text = Fen::sequenceToText(at, end);
+   IpAddr const address(text);
+   // Only the zero address itself may come out as zero.
+   if (address.isZero() && !(text == address.stringValue())) {
+      Fen::cannotConvert(begin, end, IpAddr::_fwkType());
+   }
+   return address;
 }
 
 void operator<<(Fen::NboAttrLog::Out& out, IpAddr const& address) {

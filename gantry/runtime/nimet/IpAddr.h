@@ -40,6 +40,10 @@ class GANTRY_EXPORT IpAddr {
 /// The dotted text.
 GANTRY_EXPORT std::ostream& operator<<(std::ostream& out, IpAddr const& address);
 GANTRY_EXPORT Fen::String8 valueToStrep(IpAddr const& address);
+/// Takes what valueToStrep() wrote; a text that is no address is refused with RangeException, since
+/// here, unlike in a notification, somebody is told.
+GANTRY_EXPORT IpAddr sequenceToValue(Fen::String8::IteratorConst& at,
+                                     Fen::String8::IteratorConst const& end, IpAddr*);
 /// The log form: the four bytes in network order.
 GANTRY_EXPORT void operator<<(Fen::NboAttrLog::Out& out, IpAddr const& address);
 GANTRY_EXPORT void operator>>(Fen::NboAttrLog::In& in, IpAddr& address);
