@@ -1,7 +1,7 @@
 // JSON lines and lines for people.
 
 #include <hosts/gantry-mount/Display.h>
-#include <hosts/gantry-mount/ValueText.h>
+#include <hosts/support/ValueText.h>
 
 #include <chrono>
 #include <cstdio>

@@ -3,7 +3,7 @@
 /// Owned by the program; lives on the activity loop's thread. Everything goes to standard output.
 #pragma once
 
-#include <hosts/gantry-mount/TreeWatch.h>
+#include <hosts/support/TreeWatch.h>
 
 #include <functional>
 #include <memory>

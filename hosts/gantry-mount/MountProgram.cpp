@@ -5,6 +5,7 @@
 #include <hosts/gantry-mount/PeerMount.h>
 
 #include <hosts/linux/Types.h>
+#include <hosts/support/Agent.fen.h>
 #include <hosts/support/Program.h>
 
 #include <unistd.h>
@@ -187,6 +188,7 @@ int runLive(Options const& options, std::vector<Peer> const& peers) {
 
 int mountRun(int argc, char const* const* argv) {
    Linux::typesRegister();
+   Agent::Announcement::_fwkType();
    Options options;
    if (!optionsRead(options, argc, argv)) {
       return 0;

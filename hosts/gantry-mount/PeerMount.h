@@ -1,15 +1,12 @@
-/// One mount of one path from one peer, driven through a MountSm, and the watch over what it
-/// brings.
+/// One mount of one path from one peer, and the watch over what it brings.
 ///
 /// Owned by the program; lives on the activity loop's thread.
 #pragma once
 
 #include <hosts/gantry-mount/Display.h>
-#include <hosts/gantry-mount/TreeWatch.h>
 #include <hosts/support/Program.h>
-
-#include <gantry/common/ConnectionConfig.fen.h>
-#include <gantry/mount/MountSm.fen.h>
+#include <hosts/support/SteadyMount.h>
+#include <hosts/support/TreeWatch.h>
 
 #include <cstdint>
 #include <memory>
@@ -30,7 +27,7 @@ struct MountWish {
    std::optional<double> retryInterval;
 };
 
-class PeerMount final : private TreeListener {
+class PeerMount final : private TreeListener, private SteadyMount::User {
  public:
    /// Asks for the mount at once. `number` tells the peers of one program apart, from 1. The
    /// display may be null and must live longer than this.
@@ -41,22 +38,17 @@ class PeerMount final : private TreeListener {
    PeerMount& operator=(PeerMount const&) = delete;
 
    std::string const& name() const { return name_; }
-   Controller::MountState state() const { return data_->mountState(); }
-   bool isFinal() const {
-      return state() == Controller::mountStateMounted || state() == Controller::mountStateFailed;
-   }
+   Controller::MountState state() const { return mount_->state(); }
+   bool isFinal() const { return mount_->isFinal(); }
    /// Why the mount failed, as the mount client tells it; empty when it did not.
-   std::string reason() const;
+   std::string reason() const { return mount_->reason(); }
    /// The mounted entity, null while there is none.
    Fen::Ptr<Fen::Entity> root() const;
 
  private:
-   class StateReactor;
-   class RetryTimer;
    class RootReactor;
 
-   void handleState();
-   void handleRetry();
+   void handleMountState(SteadyMount& mount) override;
    void handleRoot();
 
    void entityAdded(std::string const& path, Fen::Entity const& entity) override;
@@ -65,14 +57,9 @@ class PeerMount final : private TreeListener {
                      Fen::AttrDesc const& attribute, void const* key) override;
 
    std::string const name_;
-   MountWish const wish_;
    Display* const display_;
-   Fen::Ptr<Controller::ConnectionConfig> config_;
-   Fen::Ptr<Controller::MountSmData> data_;
-   Fen::Ptr<StateReactor> stateReactor_;
-   Fen::Ptr<RetryTimer> retryTimer_;
    Fen::Ptr<RootReactor> rootReactor_;
-   Fen::Ptr<Controller::MountSm> machine_;
+   std::unique_ptr<SteadyMount> mount_;
    /// The entity that is watched, and the watch; none before the first full synchronisation.
    Fen::Ptr<Fen::Entity> watched_;
    std::unique_ptr<TreeWatch> watch_;

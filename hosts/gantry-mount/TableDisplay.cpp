@@ -1,7 +1,7 @@
 // Tables of what is mounted, and the terminal on which they are drawn again and again.
 
 #include <hosts/gantry-mount/Display.h>
-#include <hosts/gantry-mount/ValueText.h>
+#include <hosts/support/ValueText.h>
 
 #include <sys/ioctl.h>
 #include <unistd.h>

@@ -2,6 +2,8 @@
 
 #include <hosts/gantry-switch/Switch.h>
 
+#include <hosts/gantry-switch/Agent.h>
+
 #include <hosts/linux/Collector.h>
 #include <hosts/linux/HostModel.h>
 #include <hosts/support/Program.h>
@@ -14,6 +16,8 @@
 
 #include <array>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -30,6 +34,10 @@ struct Options {
    std::string sysname;
    double sampleSeconds = 1.0;
    std::vector<std::string> interfaces;
+   std::vector<std::string> services;
+   std::string servicesFile;
+   std::string systemId;
+   std::string controller;
    TraceOptions traces;
 };
 
@@ -50,6 +58,15 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
    app.add_option("--interface", options.interfaces,
                   "Serve only this interface; may be given several times")
       ->allow_extra_args(false);
+   app.add_option("--system-id", options.systemId,
+                  "Identity of this system (the first interface's address by default)");
+   app.add_option("--service", options.services,
+                  "A service that this system offers, as NAME=VERSIONS; may be given several times")
+      ->allow_extra_args(false);
+   app.add_option("--services-file", options.servicesFile,
+                  "File with one NAME=VERSIONS in each line, read again on SIGHUP");
+   app.add_option("--controller", options.controller,
+                  "A controller to make oneself known to, as [NAME=]ADDRESS[:PORT]");
    options.traces.addTo(app);
    if (!parse(app, argc, argv)) {
       return false;
@@ -70,6 +87,60 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
    return true;
 }
 
+OfferedServices offersOf(Options const& options) {
+   OfferedServices offers;
+   if (!options.servicesFile.empty()) {
+      offers = offersOfFile(options.servicesFile);
+   }
+   for (std::string const& each : options.services) {
+      offerAdd(offers, "--service", each);
+   }
+   return offers;
+}
+
+/// The id that was given; zero when none was.
+Controller::SystemId givenId(Options const& options) {
+   Controller::SystemId const id((Fen::String8(options.systemId)));
+   if (!options.systemId.empty() && id == Controller::SystemId()) {
+      throw UserError("--system-id: '" + options.systemId +
+                      "' is no system id; give six pairs of hexadecimal digits with colons "
+                      "between, not all zero");
+   }
+   return id;
+}
+
+/// Reads the file again; what is wrong with it is told and changes nothing.
+void offersRead(Options const& options, AgentEntity& agent) {
+   try {
+      agent.offersAre(offersOf(options));
+      std::cout << "services read again" << std::endl;
+   } catch (UserError const& error) {
+      std::cerr << "gantry-switch: " << error.what() << std::endl;
+   }
+}
+
+/// Serves until a signal ends the loop.
+void serve(Options const& options, Endpoint const& endpoint,
+           std::optional<ControllerPlace> const& controller, AgentEntity& agent,
+           Controller::SystemId id) {
+   std::unique_ptr<ReloadSignal> reload;
+   if (!options.servicesFile.empty()) {
+      reload = std::make_unique<ReloadSignal>([&options, &agent] { offersRead(options, agent); });
+   }
+   Fen::Ptr<Cairn::Server> const server = Cairn::serverFactory(
+      Fen::Name(options.sysname), Fen::root(), endpoint.address, endpoint.port);
+   Cairn::tcpConfig().localName = Fen::String8(options.sysname);
+   Cairn::tcpConfig().localSystemId = id;
+   Cairn::tcpConfig().localServingPort = server->port();
+   std::cout << "serving " << options.sysname << " on " << endpoint.address << ":" << server->port()
+             << std::endl;
+   std::unique_ptr<ControllerLink> link;
+   if (controller) {
+      link = std::make_unique<ControllerLink>(*controller, id);
+   }
+   Fen::ActivityLoop::instance().run();
+}
+
 } // namespace
 
 int switchRun(int argc, char const* const* argv) {
@@ -78,6 +149,12 @@ int switchRun(int argc, char const* const* argv) {
       return 0;
    }
    Endpoint const endpoint = endpointOf("--listen", options.listen, true);
+   std::optional<ControllerPlace> controller;
+   if (!options.controller.empty()) {
+      controller = controllerOf("--controller", options.controller);
+   }
+   OfferedServices const offers = offersOf(options);
+   Controller::SystemId id = givenId(options);
    options.traces.apply();
 
    StopSignals signals;
@@ -93,11 +170,16 @@ int switchRun(int argc, char const* const* argv) {
    if (signals.isStopped()) {
       return 0;
    }
-   Fen::Ptr<Cairn::Server> const server = Cairn::serverFactory(
-      Fen::Name(options.sysname), Fen::root(), endpoint.address, endpoint.port);
-   std::cout << "serving " << options.sysname << " on " << endpoint.address << ":" << server->port()
-             << std::endl;
-   loop.run();
+   if (id == Controller::SystemId()) {
+      id = firstInterfaceId(*model.interfaces());
+   }
+   if (controller && id == Controller::SystemId()) {
+      throw UserError("--controller: this host has no interface with an address that could name "
+                      "it; give --system-id");
+   }
+   AgentEntity agent(Fen::root(), id);
+   agent.offersAre(offers);
+   serve(options, endpoint, controller, agent, id);
    return 0;
 }
 

@@ -118,4 +118,22 @@ StopSignals::~StopSignals() {
    terminateReactor_->isRegisteredNotifieeIs(false);
 }
 
+class ReloadSignal::Reactor : public Fen::Signal::Notifiee {
+ public:
+   Reactor(Fen::Ptr<Fen::Signal> const& signal, std::function<void()> const* reload)
+      : Notifiee(signal), reload_(reload) {
+      isRegisteredNotifieeIs(true);
+   }
+   void onSignal() override { (*reload_)(); }
+
+ private:
+   std::function<void()> const* reload_;
+};
+
+ReloadSignal::ReloadSignal(std::function<void()> reload)
+   : reload_(std::move(reload)), signal_(Fen::makePtr<Fen::Signal>(SIGHUP)),
+     reactor_(Fen::makePtr<Reactor>(signal_, &reload_)) {}
+
+ReloadSignal::~ReloadSignal() { reactor_->isRegisteredNotifieeIs(false); }
+
 } // namespace Host

@@ -74,4 +74,20 @@ class StopSignals {
    bool stopped_ = false;
 };
 
+/// While one lives, SIGHUP runs a function on the loop's thread, and nothing else.
+class ReloadSignal {
+ public:
+   explicit ReloadSignal(std::function<void()> reload);
+   ~ReloadSignal();
+   ReloadSignal(ReloadSignal const&) = delete;
+   ReloadSignal& operator=(ReloadSignal const&) = delete;
+
+ private:
+   class Reactor;
+
+   std::function<void()> const reload_;
+   Fen::Ptr<Fen::Signal> signal_;
+   Fen::Ptr<Reactor> reactor_;
+};
+
 } // namespace Host

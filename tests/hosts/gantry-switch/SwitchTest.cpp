@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -60,6 +62,54 @@ TEST(GantrySwitch, BadOptions) {
       EXPECT_EQ(text.rfind("2 gantry-switch: ", 0), 0u) << text;
       EXPECT_EQ(text.find('\n'), text.size() - 1) << text;
    }
+}
+
+/// What the agent of a switch says of it, as gantry-mount shows it.
+std::string announcement(Switch const& leaf) {
+   ChildProgram child("gantry-mount", {"--peer", leaf.peer(), "--path", "agent", "--type",
+                                       "Agent::Announcement", "--once", "--json"});
+   return child.rest();
+}
+
+TEST(GantrySwitch, SaysWhoItIsAndWhatItOffers) {
+   Switch const leaf("leaf1", {"--system-id", "02:00:00:00:00:0A", "--service", "fabric=5,1-3",
+                               "--service", "idle=7"});
+   std::string const text = announcement(leaf);
+   EXPECT_NE(text.find("02:00:00:00:00:0a"), std::string::npos) << text;
+   EXPECT_NE(text.find("\"fabric\":\"1-3,5\""), std::string::npos) << text;
+   EXPECT_NE(text.find("\"idle\":\"7\""), std::string::npos) << text;
+}
+
+TEST(GantrySwitch, ReadsItsServicesAgain) {
+   std::string const file = testing::TempDir() + "gantry-switch-services";
+   std::ofstream(file) << "# offered at first\n\nfabric=1\n";
+   Switch leaf("leaf1", {"--services-file", file, "--service", "fixed=1"});
+   EXPECT_NE(announcement(leaf).find("\"fabric\":\"1\""), std::string::npos);
+   std::ofstream(file) << "fabric=1-2\n";
+   leaf.child.signal(SIGHUP);
+   EXPECT_EQ(leaf.child.line(), "services read again");
+   std::string const text = announcement(leaf);
+   EXPECT_NE(text.find("\"fabric\":\"1-2\""), std::string::npos) << text;
+   EXPECT_NE(text.find("\"fixed\":\"1\""), std::string::npos) << text;
+   std::filesystem::remove(file);
+}
+
+TEST(GantrySwitch, BadOffersAndIdentities) {
+   EXPECT_EQ(refusal({"--service", "fabric"}),
+             "2 gantry-switch: --service: 'fabric' is no offer; give NAME=VERSIONS, such as "
+             "fabric=1-3,5\n");
+   EXPECT_EQ(refusal({"--service", "fabric=new"}),
+             "2 gantry-switch: --service: 'new' names no versions; give such as 1-3,5\n");
+   EXPECT_EQ(refusal({"--service", "a=1", "--service", "a=2"}),
+             "2 gantry-switch: --service: 'a' is given twice; give each service once\n");
+   EXPECT_EQ(refusal({"--services-file", "/no/such/file"}),
+             "2 gantry-switch: --services-file: /no/such/file cannot be read\n");
+   EXPECT_EQ(refusal({"--system-id", "leaf1"}),
+             "2 gantry-switch: --system-id: 'leaf1' is no system id; give six pairs of hexadecimal "
+             "digits with colons between, not all zero\n");
+   EXPECT_EQ(refusal({"--controller", "here"}),
+             "2 gantry-switch: --controller: 'here:9000' is no address; give an IPv4 address and "
+             "a port, such as 127.0.0.1:9001\n");
 }
 
 TEST(GantrySwitch, HelpIsNoError) {

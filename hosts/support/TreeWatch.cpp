@@ -1,6 +1,6 @@
 // One generic reactor per entity of the tree, each owning those of the entities below it.
 
-#include <hosts/gantry-mount/TreeWatch.h>
+#include <hosts/support/TreeWatch.h>
 
 namespace Host {
 

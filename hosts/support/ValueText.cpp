@@ -1,6 +1,6 @@
 // JSON and plain texts of values.
 
-#include <hosts/gantry-mount/ValueText.h>
+#include <hosts/support/ValueText.h>
 
 #include <cmath>
 #include <cstdio>

@@ -1,9 +1,9 @@
 // What is heard of a tree of unknown types, and how its values are written.
 
 #include <hosts/gantry-mount/Display.h>
-#include <hosts/gantry-mount/TreeWatch.h>
-#include <hosts/gantry-mount/ValueText.h>
 #include <hosts/linux/Interface.fen.h>
+#include <hosts/support/TreeWatch.h>
+#include <hosts/support/ValueText.h>
 
 #include <gtest/gtest.h>
 
