@@ -172,7 +172,8 @@ struct Creation {
       }
    }
    template <std::size_t... N>
-   static auto called(Owner& owner, void const* key, AttrAccess::Arguments const& arguments,
+   static auto called(Owner& owner, [[maybe_unused]] void const* key,
+                      [[maybe_unused]] AttrAccess::Arguments const& arguments,
                       std::index_sequence<N...>) {
       // Braces: the arguments are taken in order, and all before the call.
       Tuple values{argument<N>(key, arguments)...};
