@@ -1,0 +1,139 @@
+// Operations, to whom they belong, and the end of a controller.
+
+#include <hosts/gantry-controller/Access.h>
+#include <hosts/gantry-controller/ConfigurationReader.h>
+#include <hosts/gantry-controller/ControllerHost.h>
+
+#include <gantry/runtime/cairn/TcpConfig.h>
+#include <gantry/runtime/fen/ActivityLoop.h>
+
+#include <algorithm>
+
+namespace Host {
+
+namespace {
+
+/// So many intervals without a word, and a peer is gone.
+constexpr double silentHeartbeats = 3.0;
+
+/// What a fresh controller has carried out: nothing, with what it cannot change later.
+Configuration nothingYet(Configuration const& configuration) {
+   Configuration result;
+   result.system = configuration.system;
+   result.timing = configuration.timing;
+   return result;
+}
+
+} // namespace
+
+void heartbeatIntervalIs(double seconds) {
+   Cairn::tcpConfig().heartbeatInterval = seconds;
+   Cairn::tcpConfig().silenceLimit = silentHeartbeats * seconds;
+}
+
+ControllerHost::ControllerHost(Configuration const& configuration, bool accepts)
+   : configuration_(nothingYet(configuration)), entities_(Fen::root(), configuration.timing),
+     board_([this](Fen::Name path, Controller::SystemId system) {
+        return entities_.failureReason(path, system);
+     }),
+     negotiation_(entities_.clients, board_),
+     switches_(entities_, negotiation_, board_, configuration.timing, configuration.system.id,
+               accepts),
+     declarations_(entities_), announcement_(Agent::announcementFactory("agent")) {
+   heartbeatIntervalIs(configuration.timing.heartbeatInterval);
+   announcement_->systemIdIs(configuration.system.id);
+   Fen::root()->entityPtrIs(announcement_);
+   Cairn::tcpConfig().localName = Fen::String8(configuration.system.name);
+   Cairn::tcpConfig().localSystemId = configuration.system.id;
+   serve(configuration.system);
+}
+
+ControllerHost::~ControllerHost() = default;
+
+void ControllerHost::serve(SystemConfiguration const& system) {
+   if (!system.address) {
+      return;
+   }
+   server_ =
+      Cairn::serverFactory(Fen::Name(system.name), Fen::root(), *system.address, system.port);
+   server_->peerPolicyIs(switches_.policy());
+   auto const published = Fen::makePtr<Controller::PublishedAccess>(
+      entities_.publishedMounts,
+      Fen::makePtr<Controller::RegisteredPeers>(entities_.controllerStatus),
+      Fen::String8("published"));
+   server_->accessPolicyIs(Fen::makePtr<ControllerAccess>(published));
+   Cairn::tcpConfig().localServingPort = server_->port();
+}
+
+std::size_t ControllerHost::configurationIs(Configuration const& configuration) {
+   Differences const all = differences(configuration_, configuration);
+   if (!all.fixedFields.empty()) {
+      std::string fields;
+      for (std::string const& each : all.fixedFields) {
+         fields += (fields.empty() ? "" : ", ") + each;
+      }
+      throw ConfigurationError("cannot change while the controller runs: " + fields);
+   }
+   for (Operation const& each : all.operations) {
+      apply(each);
+   }
+   configuration_ = configuration;
+   return all.operations.size();
+}
+
+void ControllerHost::configurationRead(std::string const& file) {
+   try {
+      board_.configurationRead(configurationIs(configurationFromFile(file)), "");
+   } catch (ConfigurationError const& error) {
+      board_.configurationRead(0, error.what());
+   }
+}
+
+void ControllerHost::apply(Operation const& operation) {
+   switch (operation.kind) {
+   case OperationKind::switchDel:
+      switches_.switchDel(operation.owner);
+      break;
+   case OperationKind::switchIs:
+      switches_.switchIs(operation.owner, operation.toSwitch);
+      break;
+   case OperationKind::serviceVersionsIs:
+      negotiation_.versionsIs(operation.owner, operation.versions);
+      if (operation.versions.isEmpty()) {
+         announcement_->offeredDel(Fen::String8(operation.owner));
+      } else {
+         announcement_->offeredIs(Fen::String8(operation.owner),
+                                  Fen::String8(operation.versions.text()));
+      }
+      break;
+   case OperationKind::systemRevisit:
+      negotiation_.revisit(Controller::SystemId(Fen::String8(operation.owner)));
+      break;
+   case OperationKind::heartbeatIntervalIs:
+      entities_.heartbeat->intervalIs(operation.seconds);
+      heartbeatIntervalIs(operation.seconds);
+      break;
+   case OperationKind::retryIntervalIs:
+      switches_.retryIntervalIs(operation.seconds);
+      break;
+   case OperationKind::serviceIs:
+      declarations_.apply(operation);
+      board_.serviceIs(declarations_.status(operation.owner));
+      break;
+   default:
+      declarations_.apply(operation);
+   }
+}
+
+void ControllerHost::close(double seconds) {
+   switches_.close();
+   double const deadline = Fen::now() + seconds;
+   Fen::ActivityLoop& loop = Fen::ActivityLoop::instance();
+   while (!entities_.isUnmounted() && Fen::now() < deadline) {
+      loop.runOnce(std::max(0.0, deadline - Fen::now()));
+   }
+   // What the last unmounts have changed is shown at the end of a turn.
+   loop.runOnce(0.0);
+}
+
+} // namespace Host

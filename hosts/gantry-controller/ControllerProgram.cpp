@@ -1,0 +1,109 @@
+// Command line and life of gantry-controller.
+
+#include <hosts/gantry-controller/ConfigurationReader.h>
+#include <hosts/gantry-controller/ControllerHost.h>
+#include <hosts/gantry-controller/ControllerProgram.h>
+
+#include <hosts/linux/Types.h>
+#include <hosts/support/Program.h>
+
+#include <unistd.h>
+
+#include <iostream>
+#include <memory>
+#include <string>
+
+namespace Host {
+
+namespace {
+
+constexpr int exitUserError = 2;
+/// How long the end waits for mounts to end.
+constexpr double closingSeconds = 5.0;
+
+struct Options {
+   std::string file;
+   bool accepts = false;
+   bool json = false;
+   bool checksOnly = false;
+   std::string inspect;
+   TraceOptions traces;
+};
+
+bool optionsRead(Options& options, int argc, char const* const* argv) {
+   CLI::App app("Mounts from switches what its services declare, and shows what becomes of it.",
+                "gantry-controller");
+   app.add_option("--config", options.file,
+                  "The file of services and switches; SIGHUP reads it again")
+      ->required();
+   app.add_flag("--accept", options.accepts,
+                "Take up switches that are not in the file and make themselves known");
+   app.add_flag("--json", options.json, "One line of JSON for each change");
+   app.add_flag("--check", options.checksOnly, "Check the file and end");
+   app.add_option(
+      "--inspect", options.inspect,
+      "Serve the whole state, read-only, to everybody who reaches this address and port");
+   options.traces.addTo(app);
+   return parse(app, argc, argv);
+}
+
+/// Where the whole state is served; null when nobody asked.
+Fen::Ptr<Cairn::Server> inspection(Options const& options, std::string const& name) {
+   if (options.inspect.empty()) {
+      return nullptr;
+   }
+   Endpoint const endpoint = endpointOf("--inspect", options.inspect, true);
+   auto const server =
+      Cairn::serverFactory(Fen::Name(name), Fen::root(), endpoint.address, endpoint.port);
+   std::cout << "state of " << name << " on " << endpoint.address << ":" << server->port()
+             << std::endl;
+   return server;
+}
+
+std::unique_ptr<StatusOutput> outputOf(Options const& options, StatusBoard const& board) {
+   return options.json                 ? jsonOutput()
+          : isatty(STDOUT_FILENO) != 0 ? tableOutput(board)
+                                       : lineOutput();
+}
+
+void control(Options const& options, Configuration const& configuration) {
+   StopSignals const signals;
+   ControllerHost host(configuration, options.accepts);
+   if (host.server()) {
+      std::cout << "serving " << configuration.system.name << " on "
+                << *configuration.system.address << ":" << host.server()->port() << std::endl;
+   }
+   Fen::Ptr<Cairn::Server> const inspected = inspection(options, configuration.system.name);
+   std::unique_ptr<StatusOutput> const output = outputOf(options, host.board());
+   host.outputIs(output.get());
+   ReloadSignal const reload([&] { host.configurationRead(options.file); });
+   host.configurationIs(configuration);
+   Fen::ActivityLoop::instance().run();
+   host.close(closingSeconds);
+   host.outputIs(nullptr);
+}
+
+} // namespace
+
+int controllerRun(int argc, char const* const* argv) {
+   Linux::typesRegister();
+   Options options;
+   if (!optionsRead(options, argc, argv)) {
+      return 0;
+   }
+   try {
+      Configuration const configuration = configurationFromFile(options.file);
+      if (options.checksOnly) {
+         return 0;
+      }
+      options.traces.apply();
+      control(options, configuration);
+   } catch (ConfigurationError const& error) {
+      // Lines that an editor can follow: nothing stands in front of the file's name.
+      std::cerr << error.what() << std::endl;
+      return exitUserError;
+   }
+   return 0;
+}
+
+} // namespace Host
