@@ -1,5 +1,7 @@
-"""Shows Gantry on live kernel state: three Linux hosts serve their interfaces, one program mounts
-all three, a link goes down, a host is killed and comes back; with the times that it took.
+"""Shows Gantry on live kernel state: four Linux hosts serve their interfaces, a controller mounts
+from them what two services declare, a link goes down, a host is killed and comes back, a host
+changes the versions that it offers, and a file of declarations is edited; with the times that it
+took.
 
 Installs and builds what it needs, asks nothing, ends by itself and cleans up after itself. Each
 host is a network namespace where that is possible (root, or an unprivileged user namespace), else
@@ -11,189 +13,251 @@ a process beside the others. Exits with 0 only when every step showed what it sh
 
 import json
 import os
-import queue
 import shutil
 import signal
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 
 sys.dont_write_bytecode = True
 from demo_networks import LEAVES, Failed, Namespaces, OneNamespace, run  # noqa: E402
+from demo_process import PATIENCE, Events, Process, headline, say, table  # noqa: E402
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-PATIENCE = 10.0  # seconds for any one thing to happen
 SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
-COLUMNS = "operState,adminUp,mtu,speed,address"
-
-
-def say(text=""):
-    print(text, flush=True)
-
-
-def headline(text):
-    say(f"\n\033[1m{text}\033[0m" if sys.stdout.isatty() else f"\n{text}")
-
-
-class Process:
-    """A program whose standard output is read line by line, with logs of what it wrote."""
-
-    def __init__(self, name, command, logs):
-        self.name = name
-        self.log = os.path.join(logs, name + ".log")
-        self.lines = queue.Queue()
-        self.errors = open(os.path.join(logs, name + ".err"), "ab")
-        # Whatever ends the demo ends its processes.
-        command = ["setpriv", "--pdeathsig", "KILL", *command]
-        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                        stderr=self.errors, start_new_session=True, text=True)
-        threading.Thread(target=self.read, daemon=True).start()
-
-    def read(self):
-        with open(self.log, "a", encoding="utf-8") as log:
-            for line in self.process.stdout:
-                log.write(line)
-                log.flush()
-                self.lines.put(line.rstrip("\n"))
-        self.lines.put(None)
-
-    def line(self, deadline, wanted):
-        """The next line; fails when there is none in time."""
-        left = deadline - time.monotonic()
-        try:
-            if left <= 0:
-                raise queue.Empty
-            line = self.lines.get(timeout=left)
-        except queue.Empty:
-            raise Failed(f"{self.name}: waited {PATIENCE:.0f} s for {wanted}") from None
-        if line is None:
-            raise Failed(f"{self.name} ended while waiting for {wanted}")
-        return line
-
-    def kill(self):
-        self.process.kill()
-        self.process.wait()
-
-    def stop(self):
-        """Ends it as a user would; returns its exit status."""
-        self.process.terminate()
-        try:
-            return self.process.wait(PATIENCE)
-        except subprocess.TimeoutExpired:
-            self.kill()
-            raise Failed(f"{self.name} did not end when it was asked to") from None
+PROGRAMS = ["gantry-switch", "gantry-mount", "gantry-controller"]
+IDS = {leaf: f"02:00:00:00:00:{number:02x}" for number, leaf in enumerate(LEAVES, 1)}
+OFFERS = {"fabric": "1-3", "inventory": "1-2"}
+LINKS = "mounts/linux/interface"
 
 
 class Demo:
     def __init__(self, programs, network, logs):
         self.programs, self.network, self.logs = programs, network, logs
         self.hosts, self.endpoints, self.times = {}, {}, []
-        self.state, self.oper_states = {}, {}
-        self.mount = None
+        self.versions, self.mounts, self.oper_states = {}, {}, {}
+        self.controller = self.watch = None
+        self.file = os.path.join(logs, "controller.json")
+        self.pod = LEAVES[:3]
 
     def measured(self, what, seconds):
         self.times.append((what, seconds))
         say(f"   {what}: {seconds * 1000:.1f} ms")
 
+    # ---- programs ----------------------------------------------------------------------------
+
+    def program(self, name, *arguments):
+        return [os.path.join(self.programs, name), *arguments]
+
+    def offers(self, leaf, **services):
+        with open(os.path.join(self.logs, leaf + ".services"), "w", encoding="utf-8") as file:
+            for name, versions in {**OFFERS, **services}.items():
+                file.write(f"{name}={versions}\n")
+        return file.name
+
     def serve(self, leaf):
-        command = [os.path.join(self.programs, "gantry-switch"), "--sysname", leaf,
-                   "--listen", self.network.listen(leaf), "--sample", "0.5"]
+        command = self.program("gantry-switch", "--sysname", leaf, "--system-id", IDS[leaf],
+                               "--listen", self.network.listen(leaf), "--sample", "0.5",
+                               "--services-file", self.offers(leaf))
         host = Process(leaf, self.network.host(leaf, command), self.logs)
         self.hosts[leaf] = host
         line = host.line(time.monotonic() + PATIENCE, "the line that says where it serves")
-        say("   " + line)
+        say(f"   {line}, system {IDS[leaf]}")
         self.endpoints[leaf] = line.rsplit(" ", 1)[1]
         if isinstance(self.network, OneNamespace):
             self.network.ports[leaf] = self.endpoints[leaf].rsplit(":", 1)[1]
 
-    def event(self, wanted, text):
-        """The next event for which `wanted` returns true."""
-        deadline = time.monotonic() + PATIENCE
-        while True:
-            event = json.loads(self.mount.line(deadline, text))
-            leaf = event["peer"]
-            if event["event"] == "mountState":
-                self.state[leaf] = event["state"]
-            elif event["event"] == "entity":
-                self.oper_states[leaf, event["path"]] = event["attributes"].get("operState")
-            elif event.get("attribute") == "operState":
-                self.oper_states[leaf, event["path"]] = event["value"]
-            if wanted(event):
-                return event
+    def declare(self):
+        """Writes the controller's file."""
+        switches = {}
+        for leaf, endpoint in self.endpoints.items():
+            address, port = endpoint.rsplit(":", 1)
+            switches[leaf] = {"id": IDS[leaf], "address": address, "port": int(port)}
+        services = {
+            "fabric": {
+                "versions": "2-3",
+                "systemFilters": {"pod": self.pod},
+                "mountGroups": {"links": {
+                    "systemFilter": "pod", "preserveMountsOnDisconnect": True,
+                    "mounts": {"linux/interface": {"type": "Linux::InterfaceDir"}}}}},
+            "inventory": {
+                "versions": "1-2",
+                "versionFilters": {"new": "2"},
+                "mountGroups": {"hosts": {
+                    "versionFilter": "new",
+                    "mounts": {"linux/host": {"type": "Linux::Host"}}}}}}
+        with open(self.file, "w", encoding="utf-8") as file:
+            json.dump({"system": {"id": "02:00:00:00:00:ff"},
+                       "timing": {"reconnectRetries": 0, "retryInterval": 0.1},
+                       "switches": switches, "services": services}, file, indent=3)
+
+    # ---- what they say -----------------------------------------------------------------------
+
+    def controlled(self, event):
+        """Notes what the controller says."""
+        if event["event"] == "service":
+            self.versions[event["service"], event["switch"]] = event.get("version", 0)
+        elif event["event"] == "mount":
+            self.mounts[event["service"], event["switch"]] = event["state"]
+
+    def watched(self, event):
+        """Notes what the watch of the mounted trees says."""
+        if event["event"] == "entity":
+            self.oper_states[event["path"]] = event["attributes"].get("operState")
+        elif event.get("attribute") == "operState":
+            self.oper_states[event["path"]] = event["value"]
+
+    def mount_is(self, service, leaf, state):
+        return self.controller.next(
+            lambda e: e["event"] == "mount" and e["service"] == service and e["switch"] == leaf
+            and e["state"] == state, f"{service} of {leaf} to become {state}")
+
+    def all_mounted(self):
+        wanted = [("fabric", leaf) for leaf in self.pod] + [("inventory", leaf) for leaf in LEAVES]
+        while any(self.mounts.get(key) != "mountStateMounted" for key in wanted):
+            event = self.controller.next(lambda e: e["event"] == "mount", "the mounts")
+        return event
 
     def changes(self, began, attribute, values):
-        """The link's change in every tree that has to show it."""
-        waiting, path = list(self.network.sees), "interface/" + self.network.link
+        """The link's change in every mounted tree that has to show it."""
+        waiting = {f"{IDS[leaf]}/interface/{self.network.link}": leaf
+                   for leaf in self.network.sees}
         while waiting:
-            event = self.event(
-                lambda e: e["event"] == "changed" and e["peer"] in waiting and e["path"] == path
+            event = self.watch.next(
+                lambda e: e["event"] == "changed" and e["path"] in waiting
                 and e["attribute"] == attribute and e["time"] >= began
                 and (values is None or e["value"] in values),
-                f"{path} {attribute} of {', '.join(waiting)}")
-            waiting.remove(event["peer"])
-            self.measured(f"{event['peer']}/linux/{path} {attribute} is now "
-                          f"{json.dumps(event['value']).strip(chr(34))}",
-                          event["time"] - began)
+                f"{self.network.link} {attribute} of {', '.join(waiting.values())}")
+            leaf = waiting.pop(event["path"])
+            self.measured(f"{leaf}/{self.network.link} {attribute} is now "
+                          f"{json.dumps(event['value']).strip(chr(34))}", event["time"] - began)
 
-    def state_is(self, leaf, state):
-        return self.event(lambda e: e["event"] == "mountState" and e["peer"] == leaf
-                          and e["state"] == state, f"{leaf} to become {state}")
+    def show_status(self):
+        rows = [("SERVICE", "SWITCH", "VERSION", "STATE")]
+        for service in OFFERS:
+            for leaf in LEAVES:
+                rows.append((service, leaf, str(self.versions.get((service, leaf), "none")),
+                             self.mounts.get((service, leaf), "not wanted")))
+        say()
+        table(rows)
 
-    def mounting(self):
-        peers = [word for leaf in LEAVES for word in ("--peer", f"{leaf}={self.endpoints[leaf]}")]
-        return [os.path.join(self.programs, "gantry-mount"), *peers,
-                "--path", "linux/interface", "--type", "Linux::InterfaceDir"]
+    # ---- steps -------------------------------------------------------------------------------
 
     def show(self):
-        headline(f"1. Three hosts serve their live interfaces: {self.network.text}")
+        headline(f"1. Four hosts serve their live state: {self.network.text}")
         for leaf in LEAVES:
             self.serve(leaf)
+        self.mounting()
+        self.link()
+        self.killing()
+        self.version()
+        self.filter()
+        self.ending()
 
-        headline("2. One program mounts linux/interface of all three over TCP")
+    def mounting(self):
+        headline("2. A controller mounts what two services declare")
+        say("   fabric wants linux/interface of leaf1, leaf2 and leaf3, and keeps it when one is"
+            " gone")
+        say("   inventory wants linux/host of every switch that speaks its version 2")
+        self.declare()
         began = time.time()
-        self.mount = Process("mount", self.mounting() + ["--json", "--retry-interval", "0.1"],
-                             self.logs)
-        while [self.state.get(leaf) for leaf in LEAVES] != ["mountStateMounted"] * 3:
-            event = self.event(lambda e: e["event"] == "mountState", "the mounts")
-        self.measured("from the start of the program to three live mounts", event["time"] - began)
+        process = Process("controller", self.program(
+            "gantry-controller", "--config", self.file, "--json", "--inspect", "127.0.0.1:0"),
+            self.logs)
+        self.controller = Events(process, self.controlled)
+        self.inspected = process.line(time.monotonic() + PATIENCE, "its state").rsplit(" ", 1)[1]
+        event = self.all_mounted()
+        self.measured("from the start of the program to seven live mounts", event["time"] - began)
+        self.show_status()
+        self.watch = Events(Process("watch", self.reading(LINKS, "Fen::Dir", "--json"), self.logs),
+                            self.watched)
         # The kernel may take its time to notice that a new link has a carrier.
-        while any(self.oper_states.get(link) != "up" for link in self.network.links):
-            self.event(lambda e: True, "the links to come up")
-        table = subprocess.run(self.mounting() + ["--once", "--columns", COLUMNS],
-                               capture_output=True, text=True, timeout=PATIENCE)
-        say("\n" + "".join("   " + line if line.strip() else line
-                          for line in table.stdout.splitlines(keepends=True)).rstrip())
-        if table.returncode != 0 or "leaf3" not in table.stdout:
-            raise Failed(f"gantry-mount --once: {table.stderr.strip()}")
+        links = [f"{IDS[leaf]}/{link}" for leaf, link in self.network.links if leaf in self.pod]
+        links = links or [f"{IDS[self.pod[-1]]}/interface/{self.network.link}"]
+        while any(self.oper_states.get(link) in (None, "down") for link in links):
+            self.watch.next(lambda e: True, "the links to come up")
 
+    def reading(self, path, type_name, *more):
+        return self.program("gantry-mount", "--peer", f"controller={self.inspected}",
+                            "--path", path, "--type", type_name, *more)
+
+    def link(self):
         headline(f"3. A change in one host: {self.network.what}")
         began = time.time()
         self.network.link_is("down")
         self.changes(began, *self.network.down)
-
-        headline("4. leaf2 is killed (SIGKILL)")
-        began = time.time()
-        self.hosts["leaf2"].kill()
-        event = self.state_is("leaf2", "mountStateFailed")
-        say(f"   the mount says: {event.get('reason', '')}")
-        self.measured("to the mount of leaf2 failing", event["time"] - began)
-        if [self.state[leaf] for leaf in ("leaf1", "leaf3")] != ["mountStateMounted"] * 2:
-            raise Failed("the other two mounts did not stay live")
-        say("   leaf1 and leaf3 stay mounted")
-
-        headline("5. leaf2 is started again (the mount is asked for every 0.1 s)")
-        began = time.time()
-        self.serve("leaf2")
-        event = self.state_is("leaf2", "mountStateMounted")
-        self.measured("from the start of the host to a live mount", event["time"] - began)
         began = time.time()
         self.network.link_is("up")
         self.changes(began, *self.network.up)
 
-        headline("6. Everything ends")
-        for process in [self.mount, *self.hosts.values()]:
+    def killing(self):
+        headline("4. leaf2 is killed (SIGKILL); fabric keeps what it had, inventory does not")
+        began = time.time()
+        self.hosts["leaf2"].kill()
+        states = {("fabric", "leaf2"): "mountStatePending",
+                  ("inventory", "leaf2"): "mountStateUnmounted"}
+        while any(self.mounts[key] != state for key, state in states.items()):
+            event = self.controller.next(lambda e: e["event"] == "mount", "the unmounts of leaf2")
+        self.measured("to mountStatePending and mountStateUnmounted", event["time"] - began)
+        last = subprocess.run(self.reading(f"{LINKS}/{IDS['leaf2']}", "Linux::InterfaceDir",
+                                           "--once", "--columns", "operState,mtu"),
+                              capture_output=True, text=True, timeout=PATIENCE)
+        if last.returncode != 0 or "lo" not in last.stdout.split():
+            raise Failed(f"the last known tree of leaf2: {last.stderr.strip()}")
+        say("   the last known tree of leaf2 is still readable")
+
+        headline("5. leaf2 is started again (it is tried every 0.1 s)")
+        self.watch.waiting()
+        began = time.time()
+        self.serve("leaf2")
+        while any(self.mounts[key] != "mountStateMounted" for key in states):
+            event = self.controller.next(lambda e: e["event"] == "mount", "leaf2 to be mounted")
+        self.measured("from the start of the host to two live mounts", event["time"] - began)
+        # Something that comes later than the mount: by then everything else would have come.
+        began = time.time()
+        self.network.link_is("down")
+        seen = []
+        note, self.watch.note = self.watch.note, lambda e: (seen.append(e), self.watched(e))
+        self.changes(began, *self.network.down)
+        self.watch.note = note
+        self.network.link_is("up")
+        if any(e["event"] in ("removed", "entity") and e["path"].startswith(IDS["leaf2"])
+               and "/address/" not in e["path"] for e in seen):
+            raise Failed("interfaces of leaf2 were replaced, not adopted")
+        say("   its interfaces are the same entities as before")
+
+    def version(self):
+        headline("6. leaf3 no longer speaks version 2 of inventory, and then does again")
+        began = time.time()
+        self.offers("leaf3", inventory="1")
+        self.hosts["leaf3"].signal(signal.SIGHUP)
+        event = self.mount_is("inventory", "leaf3", "mountStateUnmounted")
+        self.measured("to linux/host of leaf3 being unmounted", event["time"] - began)
+        began = time.time()
+        self.offers("leaf3")
+        self.hosts["leaf3"].signal(signal.SIGHUP)
+        event = self.mount_is("inventory", "leaf3", "mountStateMounted")
+        self.measured("to linux/host of leaf3 being mounted", event["time"] - began)
+
+    def filter(self):
+        headline("7. leaf4 is added to fabric's filter in the file, and the controller gets SIGHUP")
+        self.pod = LEAVES
+        self.declare()
+        began = time.time()
+        self.controller.process.signal(signal.SIGHUP)
+        event = self.mount_is("fabric", "leaf4", "mountStateMounted")
+        self.measured("to linux/interface of leaf4 being mounted", event["time"] - began)
+        self.all_mounted_again()
+        self.show_status()
+
+    def all_mounted_again(self):
+        if any(state != "mountStateMounted" for state in self.mounts.values()):
+            self.all_mounted()
+
+    def ending(self):
+        headline("8. Everything ends")
+        for process in [self.watch.process, self.controller.process, *self.hosts.values()]:
             if process.stop() != 0:
                 raise Failed(f"{process.name} ended with status {process.process.returncode}")
         headline("Measured")
@@ -201,8 +265,9 @@ class Demo:
             say(f"   {seconds * 1000:9.1f} ms  {what}")
 
     def close(self):
-        for process in [self.mount, *self.hosts.values()]:
-            if process is not None and process.process.poll() is None:
+        events = [each for each in (self.watch, self.controller) if each is not None]
+        for process in [*(each.process for each in events), *self.hosts.values()]:
+            if process.process.poll() is None:
                 process.kill()
         self.network.close()
 
@@ -231,8 +296,7 @@ def built():
     os.chdir(ROOT)
     headline("Setting up and building (the first time this takes some minutes)")
     for command in (["scripts/setup", "--build"], ["cmake", "--preset", "release"],
-                    ["cmake", "--build", "--preset", "release", "--target", "gantry-switch",
-                     "gantry-mount"]):
+                    ["cmake", "--build", "--preset", "release", "--target", *PROGRAMS]):
         # The build tells how far it is; into a file that would be hundreds of lines.
         quiet = command[0] == "cmake" and not (sys.stdout.isatty() and "--build" in command)
         if subprocess.run(command, stdin=subprocess.DEVNULL,

@@ -2,7 +2,7 @@
 
 import subprocess
 
-LEAVES = ["leaf1", "leaf2", "leaf3"]
+LEAVES = ["leaf1", "leaf2", "leaf3", "leaf4"]
 
 
 class Failed(Exception):
@@ -17,10 +17,10 @@ def run(*command, quiet=False):
 
 
 class Namespaces:
-    """Each host is a network namespace, with a link to the mounting program's; two have a link
+    """Each host is a network namespace, with a link to the controller's; two have a link
     between them. Everything lives in this process's private mounts and goes with it."""
 
-    text = "three network namespaces joined by veth links"
+    text = "four network namespaces joined by veth links"
 
     def __init__(self):
         run("mount", "-t", "tmpfs", "tmpfs", "/run")
@@ -74,8 +74,8 @@ class OneNamespace:
         self.ports = {}
         self.made = run("ip", "link", "add", "gantry-demo", "type", "veth", "peer", "name",
                         "gantry-demo-2", quiet=True)
-        self.text = "three processes of this one host (no right to make network namespaces)"
-        self.sees, self.links = LEAVES, []
+        self.text = "four processes of this one host (no right to make network namespaces)"
+        self.sees, self.links = LEAVES[:3], []
         if self.made:
             self.link_is("up")
             self.link, self.what = "gantry-demo", "ip link set gantry-demo down"
