@@ -1,9 +1,9 @@
 // Operations, to whom they belong, and the end of a controller.
 
-#include <hosts/gantry-controller/Access.h>
 #include <hosts/gantry-controller/ConfigurationReader.h>
 #include <hosts/gantry-controller/ControllerHost.h>
 
+#include <gantry/access/PublishedAccess.h>
 #include <gantry/runtime/cairn/TcpConfig.h>
 #include <gantry/runtime/fen/ActivityLoop.h>
 
@@ -39,10 +39,8 @@ ControllerHost::ControllerHost(Configuration const& configuration, bool accepts)
      negotiation_(entities_.clients, board_),
      switches_(entities_, negotiation_, board_, configuration.timing, configuration.system.id,
                accepts),
-     declarations_(entities_), announcement_(Agent::announcementFactory("agent")) {
+     declarations_(entities_) {
    heartbeatIntervalIs(configuration.timing.heartbeatInterval);
-   announcement_->systemIdIs(configuration.system.id);
-   Fen::root()->entityPtrIs(announcement_);
    Cairn::tcpConfig().localName = Fen::String8(configuration.system.name);
    Cairn::tcpConfig().localSystemId = configuration.system.id;
    serve(configuration.system);
@@ -57,11 +55,10 @@ void ControllerHost::serve(SystemConfiguration const& system) {
    server_ =
       Cairn::serverFactory(Fen::Name(system.name), Fen::root(), *system.address, system.port);
    server_->peerPolicyIs(switches_.policy());
-   auto const published = Fen::makePtr<Controller::PublishedAccess>(
+   server_->accessPolicyIs(Fen::makePtr<Controller::PublishedAccess>(
       entities_.publishedMounts,
       Fen::makePtr<Controller::RegisteredPeers>(entities_.controllerStatus),
-      Fen::String8("published"));
-   server_->accessPolicyIs(Fen::makePtr<ControllerAccess>(published));
+      Fen::String8("published")));
    Cairn::tcpConfig().localServingPort = server_->port();
 }
 
@@ -99,12 +96,6 @@ void ControllerHost::apply(Operation const& operation) {
       break;
    case OperationKind::serviceVersionsIs:
       negotiation_.versionsIs(operation.owner, operation.versions);
-      if (operation.versions.isEmpty()) {
-         announcement_->offeredDel(Fen::String8(operation.owner));
-      } else {
-         announcement_->offeredIs(Fen::String8(operation.owner),
-                                  Fen::String8(operation.versions.text()));
-      }
       break;
    case OperationKind::systemRevisit:
       negotiation_.revisit(Controller::SystemId(Fen::String8(operation.owner)));

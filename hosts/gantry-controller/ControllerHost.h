@@ -9,7 +9,6 @@
 #include <hosts/gantry-controller/Negotiation.h>
 #include <hosts/gantry-controller/StatusBoard.h>
 #include <hosts/gantry-controller/Switches.h>
-#include <hosts/support/Agent.fen.h>
 
 #include <gantry/runtime/cairn/Server.h>
 
@@ -55,7 +54,6 @@ class ControllerHost {
    Negotiation negotiation_;
    Switches switches_;
    Declarations declarations_;
-   Fen::Ptr<Agent::Announcement> announcement_;
    Fen::Ptr<Cairn::Server> server_;
 };
 

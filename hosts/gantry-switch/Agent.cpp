@@ -14,7 +14,6 @@ namespace {
 
 constexpr std::size_t longestServiceName = 1000;
 constexpr char const* defaultControllerPort = ":9000";
-constexpr double controllerRetryInterval = 1.0;
 
 } // namespace
 
@@ -98,36 +97,6 @@ void AgentEntity::offersAre(OfferedServices const& offers) {
    }
    for (auto const& [name, versions] : offers) {
       announcement_->offeredIs(Fen::String8(name), Fen::String8(versions.text()));
-   }
-}
-
-ControllerLink::ControllerLink(ControllerPlace const& place, Controller::SystemId self)
-   : name_(place.name) {
-   auto const config = Controller::connectionConfigFactory(Fen::Name(place.name));
-   config->ipIs(place.endpoint.address);
-   config->portIs(place.endpoint.port);
-   config->sysnameIs(Fen::String8(place.name));
-   SteadyMount::Wish wish;
-   wish.system = self;
-   wish.connection = config;
-   wish.path = "agent";
-   wish.type = Agent::Announcement::fenFullTypeName;
-   wish.target = "/controllers/" + place.name;
-   wish.retryInterval = controllerRetryInterval;
-   mount_ = std::make_unique<SteadyMount>(wish, static_cast<SteadyMount::User*>(this));
-}
-
-void ControllerLink::handleMountState(SteadyMount& mount) {
-   std::string text;
-   if (mount.state() == Controller::mountStateMounted) {
-      text = "known to " + name_;
-   } else if (mount.state() == Controller::mountStateFailed) {
-      text = "not known to " + name_ + ": " + plainText(mount.reason());
-   }
-   // It is asked for again and again; what does not change is told once.
-   if (!text.empty() && text != told_) {
-      told_ = text;
-      std::cout << text << std::endl;
    }
 }
 

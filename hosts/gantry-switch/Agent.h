@@ -1,12 +1,10 @@
-/// What a switch says of itself: the announcement that it serves, and the controller to which it
-/// makes itself known.
+/// What a switch says of itself: the announcement that it serves, and the controller that it names.
 ///
 /// Owned by the program; on the activity loop's thread.
 #pragma once
 
 #include <hosts/support/Agent.fen.h>
 #include <hosts/support/Program.h>
-#include <hosts/support/SteadyMount.h>
 #include <hosts/support/Versions.h>
 
 #include <hosts/linux/Interface.fen.h>
@@ -48,21 +46,6 @@ class AgentEntity {
 
  private:
    Fen::Ptr<Agent::Announcement> announcement_;
-};
-
-/// Makes this system known to a controller for as long as it lives: a mount of the controller's own
-/// announcement carries who we are, and is asked for again whenever it has failed. What it says is
-/// told on standard output when it changes.
-class ControllerLink final : private SteadyMount::User {
- public:
-   ControllerLink(ControllerPlace const& place, Controller::SystemId self);
-
- private:
-   void handleMountState(SteadyMount& mount) override;
-
-   std::string const name_;
-   std::string told_;
-   std::unique_ptr<SteadyMount> mount_;
 };
 
 } // namespace Host

@@ -3,6 +3,8 @@
 #include <hosts/gantry-switch/Switch.h>
 
 #include <hosts/gantry-switch/Agent.h>
+#include <hosts/gantry-switch/InterfaceWishes.h>
+#include <hosts/gantry-switch/PublishedMounts.h>
 
 #include <hosts/linux/Collector.h>
 #include <hosts/linux/HostModel.h>
@@ -38,6 +40,7 @@ struct Options {
    std::string servicesFile;
    std::string systemId;
    std::string controller;
+   bool apply = false;
    TraceOptions traces;
 };
 
@@ -67,6 +70,8 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
                   "File with one NAME=VERSIONS in each line, read again on SIGHUP");
    app.add_option("--controller", options.controller,
                   "A controller to make oneself known to, as [NAME=]ADDRESS[:PORT]");
+   app.add_flag("--apply", options.apply,
+                "Set this host's interfaces as the controller's published wishes say");
    options.traces.addTo(app);
    if (!parse(app, argc, argv)) {
       return false;
@@ -75,6 +80,9 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
       options.sysname = hostName();
    }
    requireSysname("--sysname", options.sysname);
+   if (options.apply && options.controller.empty()) {
+      throw UserError("--apply: say with --controller whose wishes are to be applied");
+   }
    if (!(options.sampleSeconds >= shortestSample && options.sampleSeconds <= longestSample)) {
       throw UserError("--sample: give a number of seconds from 0.01 to 86400");
    }
@@ -122,7 +130,7 @@ void offersRead(Options const& options, AgentEntity& agent) {
 /// Serves until a signal ends the loop.
 void serve(Options const& options, Endpoint const& endpoint,
            std::optional<ControllerPlace> const& controller, AgentEntity& agent,
-           Controller::SystemId id) {
+           Controller::SystemId id, Linux::HostModel const& model) {
    std::unique_ptr<ReloadSignal> reload;
    if (!options.servicesFile.empty()) {
       reload = std::make_unique<ReloadSignal>([&options, &agent] { offersRead(options, agent); });
@@ -134,9 +142,18 @@ void serve(Options const& options, Endpoint const& endpoint,
    Cairn::tcpConfig().localServingPort = server->port();
    std::cout << "serving " << options.sysname << " on " << endpoint.address << ":" << server->port()
              << std::endl;
-   std::unique_ptr<ControllerLink> link;
+   std::unique_ptr<InterfaceWishes> wishes;
+   if (options.apply) {
+      wishes = std::make_unique<InterfaceWishes>(model.interfaces(), model.directory());
+   }
+   std::unique_ptr<PublishedMounts> published;
    if (controller) {
-      link = std::make_unique<ControllerLink>(*controller, id);
+      // Called in later turns, when both are there.
+      published = std::make_unique<PublishedMounts>(*controller, id, [&wishes, &published] {
+         if (wishes) {
+            wishes->follow(*published);
+         }
+      });
    }
    Fen::ActivityLoop::instance().run();
 }
@@ -179,7 +196,7 @@ int switchRun(int argc, char const* const* argv) {
    }
    AgentEntity agent(Fen::root(), id);
    agent.offersAre(offers);
-   serve(options, endpoint, controller, agent, id);
+   serve(options, endpoint, controller, agent, id, model);
    return 0;
 }
 

@@ -11,18 +11,18 @@ namespace Linux {
 
 HostModel::HostModel(Fen::Ptr<Fen::Dir> const& root, std::set<std::string> wantedInterfaces,
                      SpeedSource speedSource)
-   : interfaceDir_(Fen::makePtr<InterfaceDir>(Fen::Name("interface"))),
+   : directory_(Fen::dirFactory(Fen::Name("linux"))),
+     interfaceDir_(Fen::makePtr<InterfaceDir>(Fen::Name("interface"))),
      routeDir_(Fen::makePtr<RouteDir>(Fen::Name("route"))),
      neighbourDir_(Fen::makePtr<NeighbourDir>(Fen::Name("neighbour"))),
      host_(Fen::makePtr<Host>(Fen::Name("host"))),
      interfaceModel_(interfaceDir_, std::move(wantedInterfaces), std::move(speedSource)),
      routeModel_(routeDir_, interfaceModel_), neighbourModel_(neighbourDir_, interfaceModel_) {
-   Fen::Ptr<Fen::Dir> const linux = Fen::dirFactory(Fen::Name("linux"));
-   linux->entityPtrIs(interfaceDir_);
-   linux->entityPtrIs(routeDir_);
-   linux->entityPtrIs(neighbourDir_);
-   linux->entityPtrIs(host_);
-   root->entityPtrIs(linux);
+   directory_->entityPtrIs(interfaceDir_);
+   directory_->entityPtrIs(routeDir_);
+   directory_->entityPtrIs(neighbourDir_);
+   directory_->entityPtrIs(host_);
+   root->entityPtrIs(directory_);
 }
 
 void HostModel::linkIs(LinkRecord const& record) { again_.add(interfaceModel_.linkIs(record)); }

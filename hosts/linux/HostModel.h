@@ -50,12 +50,15 @@ class HostModel : public KernelSink {
    /// Reads what the host says of itself: names, kernel, uptime.
    void hostSample();
 
+   /// The directory "linux", in which all of the state stands.
+   Fen::Ptr<Fen::Dir> const& directory() const { return directory_; }
    Fen::Ptr<InterfaceDir> const& interfaces() const { return interfaceDir_; }
    Fen::Ptr<RouteDir> const& routes() const { return routeDir_; }
    Fen::Ptr<NeighbourDir> const& neighbours() const { return neighbourDir_; }
    Fen::Ptr<Host> const& host() const { return host_; }
 
  private:
+   Fen::Ptr<Fen::Dir> const directory_;
    Fen::Ptr<InterfaceDir> const interfaceDir_;
    Fen::Ptr<RouteDir> const routeDir_;
    Fen::Ptr<NeighbourDir> const neighbourDir_;

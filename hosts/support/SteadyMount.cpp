@@ -56,6 +56,11 @@ bool SteadyMount::isFinal() const {
    return state() == Controller::mountStateMounted || state() == Controller::mountStateFailed;
 }
 
+Cairn::MountStatus SteadyMount::status() const {
+   auto const manager = machine_->entityManager();
+   return manager ? manager->status() : Cairn::mountStatusNone;
+}
+
 std::string SteadyMount::reason() const {
    auto const manager = machine_->entityManager();
    return state() == Controller::mountStateFailed && manager ? std::string(manager->reason().view())

@@ -52,6 +52,8 @@ class SteadyMount {
    Controller::MountState state() const { return data_->mountState(); }
    /// Failed or mounted: the attempt is over.
    bool isFinal() const;
+   /// How the last attempt ended; none while one is under way.
+   Cairn::MountStatus status() const;
    /// Why it has failed; empty in any other state.
    std::string reason() const;
    /// What stands at the target; null when nothing does.

@@ -92,6 +92,9 @@ class GANTRY_EXPORT EntityManager : public Fen::Entity {
    /// Why the last mount failed, for people; empty without a failure.
    Fen::String8 reason() const { return reason_; }
    void reasonIs(Fen::String8 reason) { reason_ = reason; }
+   /// The same for programs: what its mounter was told last.
+   MountStatus status() const { return status_; }
+   void statusIs(MountStatus status) { status_ = status; }
 
    Fen::Ptr<Backend> const& backend() const { return backend_; }
 
@@ -142,6 +145,7 @@ class GANTRY_EXPORT EntityManager : public Fen::Entity {
    std::vector<Fen::Ptr<MountGroup>> mountGroup_;
    Fen::Ptr<RemoteUnmounter const> unmounter_;
    Fen::String8 reason_;
+   MountStatus status_ = mountStatusNone;
    bool statePreserving_ = false;
    bool initialized_ = false;
    bool cleanedUp_ = false;

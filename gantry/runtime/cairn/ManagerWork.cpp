@@ -112,6 +112,7 @@ void ManagerWork::tellLater(Group& group, Ending const& ending) {
       }
       Fen::Ptr<EntityManager> const manager(self->manager_);
       Fen::Ptr<Mounter> const mounter = told->mounter();
+      manager->statusIs(ending.status);
       manager->reasonIs(ending.reason);
       mounter->doMountsComplete(ending.status, manager);
    });
