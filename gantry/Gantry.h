@@ -30,6 +30,7 @@
 #include <gantry/registry/MounterConfigSm.fen.h>
 #include <gantry/registry/MountsRegistryEntrySm.fen.h>
 #include <gantry/registry/MountsRegistrySm.fen.h>
+#include <gantry/registry/PublishRegistryEntrySm.fen.h>
 #include <gantry/runtime/Export.h>
 #include <gantry/runtime/cairn/AccessPolicy.h>
 #include <gantry/runtime/cairn/Backend.h>

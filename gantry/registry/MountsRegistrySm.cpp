@@ -55,11 +55,49 @@ void MountsRegistrySm::handleMountEntry(Fen::String8 remotePath) {
                            allClientsServiceStatusDir());
 }
 
+// ---- what is published -------------------------------------------------------------------------
+
+void MountsRegistrySm::handlePublishEntry() {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handlePublishEntry");
+   auto const registry = mountsRegistry();
+   if (!registry) {
+      return;
+   }
+   for (auto i = registry->publishEntryIterator(); i; ++i) {
+      handlePublishEntry(i.key());
+   }
+}
+
+void MountsRegistrySm::handlePublishEntry(Fen::String8 controllerdbPath) {
+   FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handlePublishEntry " << controllerdbPath);
+   auto const pe = mountsRegistry()->publishEntry(controllerdbPath);
+   auto const preSm = publishRegistryEntrySm(controllerdbPath);
+   if (!pe) {
+      if (preSm) {
+         RINGSCRIBE_TRACE("handlePublishEntry", " deleting publish sm for:", controllerdbPath);
+         FEN_TRACE(gantryTrace(), 8,
+                   "MountsRegistrySm::handlePublishEntry"
+                      << " Deleting publish sm for: " << controllerdbPath);
+         preSm->doCleanup();
+         publishRegistryEntrySmDel(controllerdbPath);
+      }
+      return;
+   }
+   FEN_ASSERT(!preSm || pe->serviceName() == preSm->publishEntry()->serviceName(),
+              "!preSm || pe->serviceName() == preSm->publishEntry()->serviceName()");
+   // Unlike on the mount side this is asked for also when there is a machine: one that follows
+   // another entry than the registry's is refused by its parameters.
+   publishRegistryEntrySmIs(pe, controllerStatus(), publishedMountsTable());
+}
+
 // ---- connections -------------------------------------------------------------------------------
 
 void MountsRegistrySm::handleSwitchConnection() {
    FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleSwitchConnection");
    for (auto i = mountsRegistryEntrySmIterator(); i; ++i) {
+      i->handleSwitchConnection();
+   }
+   for (auto i = publishRegistryEntrySmIterator(); i; ++i) {
       i->handleSwitchConnection();
    }
 }
@@ -68,6 +106,9 @@ void MountsRegistrySm::handleSwitchConnection(SystemId const& connectionId) {
    RINGSCRIBE_TRACE("handleSwitchConnection", " connection:", connectionId.stringValue());
    FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleSwitchConnection " << connectionId);
    for (auto i = mountsRegistryEntrySmIterator(); i; ++i) {
+      i->handleSwitchConnection(connectionId);
+   }
+   for (auto i = publishRegistryEntrySmIterator(); i; ++i) {
       i->handleSwitchConnection(connectionId);
    }
    // Only now: whoever reads the table finds a switch gone from it when the mounts have been asked
