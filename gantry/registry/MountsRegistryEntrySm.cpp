@@ -43,6 +43,10 @@ void MountsRegistryEntrySm::handleMounter(Fen::String8 serviceName) {
                 "handleMounter: New mounter for " << remotePath << " Service:" << serviceName
                                                   << " Group:" << mounter->groupName());
       mounterConfigSmIs(mounter);
+      if (entry->mounter(serviceName) != mounter) {
+         mounterOvertaken(serviceName);
+         return;
+      }
    } else {
       if (!machine) {
          return;
@@ -54,6 +58,17 @@ void MountsRegistryEntrySm::handleMounter(Fen::String8 serviceName) {
       machine->doCleanup();
       mounterConfigSmDel(serviceName);
    }
+   handleSwitchConnection();
+}
+
+/// The mounter has gone while its filters were taken in, and that was told while its machine had no
+/// place yet: what was made for it goes, and whoever wants the path by now comes in its stead.
+void MountsRegistryEntrySm::mounterOvertaken(Fen::String8 const& serviceName) {
+   while (auto const machine = mounterConfigSm(serviceName)) {
+      machine->doCleanup();
+      mounterConfigSmDel(serviceName);
+   }
+   handleMounter(serviceName);
    handleSwitchConnection();
 }
 
