@@ -289,8 +289,8 @@ std::string description(Type const& type, Attribute const& attribute) {
       return "Fen::attrDesc<" + scopedName(type) + "::Fen" + upperFirst(attribute.name) + "Attr>()";
    }
    if (isEntity && kind == "constructorParameter" && attribute.kind != AttributeKind::back) {
-      return "Fen::parameterDesc<" + scopedName(type) + ", " + valueType(attribute) + ">(" + id +
-             ", " + name + ")";
+      return "Fen::parameterDesc<" + scopedName(type) + ", " + valueType(attribute) + ", &" +
+             scopedName(type) + "::" + attribute.name + ">(" + id + ", " + name + ")";
    }
    std::string const key =
       attribute.keyType != nullptr ? quoted(reflectedName(*attribute.keyType)) : "nullptr";

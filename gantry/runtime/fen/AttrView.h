@@ -45,7 +45,7 @@ class GANTRY_EXPORT AttrMemberReader {
 
 /// What can be read of one attribute. A function that makes no sense for its kind is null.
 struct AttrView {
-   /// The value of a scalar or a reference.
+   /// The value of a scalar, a reference or a constructor parameter.
    void (*value)(Entity const& owner, AttrReader& reader);
    /// All members of a collection in its order, or the child.
    void (*members)(Entity const& owner, AttrMemberReader& reader);
@@ -170,6 +170,18 @@ inline constexpr AttrView attrViewObject = AttrViewOf<Attr>::view();
 template <class Attr>
 constexpr AttrView const* attrView() {
    return &attrViewObject<Attr>;
+}
+
+template <class Owner, auto getter>
+inline constexpr AttrView parameterViewObject = {
+   [](Entity const& owner, AttrReader& reader) {
+      attrRead((static_cast<Owner const&>(owner).*getter)(), reader);
+   },
+   nullptr, nullptr, nullptr, nullptr};
+
+template <class Owner, auto getter>
+constexpr AttrView const* parameterView() {
+   return &parameterViewObject<Owner, getter>;
 }
 
 } // namespace Fen

@@ -464,10 +464,14 @@ template <class Owner, class Value>
 constexpr AttrDesc keyDesc(AttributeId id, char const* name) {
    return {id, name, AttrKind::key, TypeName<Value>::name, nullptr, nullptr, nullptr};
 }
-template <class Owner, class Value>
+/// How a tool reads a parameter by its getter. Defined in AttrView.h.
+template <class Owner, auto getter>
+constexpr AttrView const* parameterView();
+
+template <class Owner, class Value, auto getter>
 constexpr AttrDesc parameterDesc(AttributeId id, char const* name) {
-   return {id,      name,   AttrKind::constructorParameter, TypeName<Value>::name, nullptr,
-           nullptr, nullptr};
+   return {id,      name,    AttrKind::constructorParameter, TypeName<Value>::name, nullptr,
+           nullptr, nullptr, parameterView<Owner, getter>()};
 }
 /// An attribute that only reflection knows: of a machine, or without a notification of its own.
 constexpr AttrDesc plainDesc(AttributeId id, char const* name, AttrKind kind, char const* valueType,

@@ -58,6 +58,10 @@ TEST(AttrView, ReadsScalarsAndReferences) {
    port->speedIs(7);
    EXPECT_EQ(value(*port, "speed"), "u7");
    EXPECT_EQ(value(*port, "label"), "''");
+   // What an entity is constructed from is read like the rest; its name is the entity's own.
+   EXPECT_EQ(value(*port, "kind"), "'kind'");
+   EXPECT_EQ(value(*port, "slot"), "'slot'");
+   EXPECT_EQ(port->fwkType()->attribute(std::string_view("portName"))->view, nullptr);
 }
 
 TEST(AttrView, ReadsCollectionsWithoutTheirTypes) {

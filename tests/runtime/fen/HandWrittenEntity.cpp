@@ -28,8 +28,8 @@ namespace {
 
 constexpr Fen::AttrDesc portAttributes[] = {
    Fen::keyDesc<Port, Fen::Name>(258, "portName"),
-   Fen::parameterDesc<Port, Fen::String8>(259, "kind"),
-   Fen::parameterDesc<Port, Fen::String8>(260, "slot"),
+   Fen::parameterDesc<Port, Fen::String8, &Port::kind>(259, "kind"),
+   Fen::parameterDesc<Port, Fen::String8, &Port::slot>(260, "slot"),
    Fen::attrDesc<Port::FenSpeedAttr>(),
    Fen::attrDesc<Port::FenLabelAttr>(),
 };
