@@ -6,6 +6,62 @@
 /// 32, shorter ones follow directly, in this order. That is why all stand in this one file,
 /// complete also where the code of a type comes later: neither natural alignment nor the order of
 /// linking gives these 2089 bytes.
+///
+/// The same names are entered in the tree of types before any type is made, so that tools list the
+/// types in this order whatever the order of linking.
+#include <gantry/runtime/fen/FenType.h>
+
+#define FEN_TYPE_NAMES(FEN_TYPE)                                                                   \
+   FEN_TYPE(0, "Controller::MountConfig")                                                          \
+   FEN_TYPE(1, "Controller::MountFilterSystem")                                                    \
+   FEN_TYPE(2, "Controller::MountFilterServiceVersion")                                            \
+   FEN_TYPE(3, "Controller::ServiceMountGroupConfig")                                              \
+   FEN_TYPE(4, "Controller::ServiceMountConfig")                                                   \
+   FEN_TYPE(5, "Controller::MountStatus")                                                          \
+   FEN_TYPE(6, "Controller::ServiceMountGroupStatus")                                              \
+   FEN_TYPE(7, "Controller::SystemStatus")                                                         \
+   FEN_TYPE(8, "Controller::MountedPathPrefix")                                                    \
+   FEN_TYPE(9, "Controller::ServiceMountStatus")                                                   \
+   FEN_TYPE(10, "Controller::PublishConfig")                                                       \
+   FEN_TYPE(11, "Controller::PublishDir")                                                          \
+   FEN_TYPE(12, "Controller::ServicePublishGroupConfig")                                           \
+   FEN_TYPE(13, "Controller::ServicePublishConfig")                                                \
+   FEN_TYPE(14, "Controller::PublishState")                                                        \
+   FEN_TYPE(15, "Controller::PublishStatus")                                                       \
+   FEN_TYPE(16, "Controller::ServicePublishGroupStatus")                                           \
+   FEN_TYPE(17, "Controller::ServicePublishStatus")                                                \
+   FEN_TYPE(18, "Controller::RegisteredSwitchTable")                                               \
+   FEN_TYPE(19, "Controller::ServiceVersionFilter")                                                \
+   FEN_TYPE(20, "Controller::MounterName")                                                         \
+   FEN_TYPE(21, "Controller::Mounter")                                                             \
+   FEN_TYPE(22, "Controller::MountsRegistryEntry")                                                 \
+   FEN_TYPE(23, "Controller::PublishRegistryEntry")                                                \
+   FEN_TYPE(24, "Controller::MountsRegistry")                                                      \
+   FEN_TYPE(25, "Controller::MounterConfigSm")                                                     \
+   FEN_TYPE(26, "Controller::PublishRegistryEntrySm")                                              \
+   FEN_TYPE(27, "Controller::MountsRegistryEntrySm")                                               \
+   FEN_TYPE(28, "Controller::ConnectionServiceStatusDirSm")                                        \
+   FEN_TYPE(29, "Controller::MountsRegistrySm")                                                    \
+   FEN_TYPE(30, "Controller::ServiceMountGroupSm")                                                 \
+   FEN_TYPE(31, "Controller::ServiceMountConfigSm")                                                \
+   FEN_TYPE(32, "Controller::ServicePublishGroupSm")                                               \
+   FEN_TYPE(33, "Controller::ServicePublishConfigSm")                                              \
+   FEN_TYPE(34, "Controller::ServiceConfigDirSm")                                                  \
+   FEN_TYPE(35, "Controller::InitialSwitchSet")                                                    \
+   FEN_TYPE(36, "Controller::ConnectionPeriod")                                                    \
+   FEN_TYPE(37, "Controller::MountGroupInitialMountSm")                                            \
+   FEN_TYPE(38, "Controller::ServiceInitialMountSm")                                               \
+   FEN_TYPE(39, "Controller::InitialMountSm")                                                      \
+   FEN_TYPE(40, "Controller::MountSm::MounterSm")                                                  \
+   FEN_TYPE(41, "Controller::MountSm::UnmounterSm")                                                \
+   FEN_TYPE(42, "Controller::MountSm::SmState")                                                    \
+   FEN_TYPE(43, "Controller::MountSmData")                                                         \
+   FEN_TYPE(44, "Controller::MountSm")                                                             \
+   FEN_TYPE(45, "ControllerRegistration::SwitchConfig")                                            \
+   FEN_TYPE(46, "ControllerRegistration::ServicePublishedInfo")                                    \
+   FEN_TYPE(47, "ControllerRegistration::SwitchStatus")                                            \
+   FEN_TYPE(48, "ControllerRegistration::ControllerConfig")                                        \
+   FEN_TYPE(49, "ControllerRegistration::ControllerStatus")
 
 #if defined(__has_attribute) && __has_attribute(no_reorder)
 #define FEN_TYPE_IN_ORDER no_reorder,
@@ -20,55 +76,14 @@
 
 namespace {
 
-FEN_TYPE_NAME(0, "Controller::MountConfig")
-FEN_TYPE_NAME(1, "Controller::MountFilterSystem")
-FEN_TYPE_NAME(2, "Controller::MountFilterServiceVersion")
-FEN_TYPE_NAME(3, "Controller::ServiceMountGroupConfig")
-FEN_TYPE_NAME(4, "Controller::ServiceMountConfig")
-FEN_TYPE_NAME(5, "Controller::MountStatus")
-FEN_TYPE_NAME(6, "Controller::ServiceMountGroupStatus")
-FEN_TYPE_NAME(7, "Controller::SystemStatus")
-FEN_TYPE_NAME(8, "Controller::MountedPathPrefix")
-FEN_TYPE_NAME(9, "Controller::ServiceMountStatus")
-FEN_TYPE_NAME(10, "Controller::PublishConfig")
-FEN_TYPE_NAME(11, "Controller::PublishDir")
-FEN_TYPE_NAME(12, "Controller::ServicePublishGroupConfig")
-FEN_TYPE_NAME(13, "Controller::ServicePublishConfig")
-FEN_TYPE_NAME(14, "Controller::PublishState")
-FEN_TYPE_NAME(15, "Controller::PublishStatus")
-FEN_TYPE_NAME(16, "Controller::ServicePublishGroupStatus")
-FEN_TYPE_NAME(17, "Controller::ServicePublishStatus")
-FEN_TYPE_NAME(18, "Controller::RegisteredSwitchTable")
-FEN_TYPE_NAME(19, "Controller::ServiceVersionFilter")
-FEN_TYPE_NAME(20, "Controller::MounterName")
-FEN_TYPE_NAME(21, "Controller::Mounter")
-FEN_TYPE_NAME(22, "Controller::MountsRegistryEntry")
-FEN_TYPE_NAME(23, "Controller::PublishRegistryEntry")
-FEN_TYPE_NAME(24, "Controller::MountsRegistry")
-FEN_TYPE_NAME(25, "Controller::MounterConfigSm")
-FEN_TYPE_NAME(26, "Controller::PublishRegistryEntrySm")
-FEN_TYPE_NAME(27, "Controller::MountsRegistryEntrySm")
-FEN_TYPE_NAME(28, "Controller::ConnectionServiceStatusDirSm")
-FEN_TYPE_NAME(29, "Controller::MountsRegistrySm")
-FEN_TYPE_NAME(30, "Controller::ServiceMountGroupSm")
-FEN_TYPE_NAME(31, "Controller::ServiceMountConfigSm")
-FEN_TYPE_NAME(32, "Controller::ServicePublishGroupSm")
-FEN_TYPE_NAME(33, "Controller::ServicePublishConfigSm")
-FEN_TYPE_NAME(34, "Controller::ServiceConfigDirSm")
-FEN_TYPE_NAME(35, "Controller::InitialSwitchSet")
-FEN_TYPE_NAME(36, "Controller::ConnectionPeriod")
-FEN_TYPE_NAME(37, "Controller::MountGroupInitialMountSm")
-FEN_TYPE_NAME(38, "Controller::ServiceInitialMountSm")
-FEN_TYPE_NAME(39, "Controller::InitialMountSm")
-FEN_TYPE_NAME(40, "Controller::MountSm::MounterSm")
-FEN_TYPE_NAME(41, "Controller::MountSm::UnmounterSm")
-FEN_TYPE_NAME(42, "Controller::MountSm::SmState")
-FEN_TYPE_NAME(43, "Controller::MountSmData")
-FEN_TYPE_NAME(44, "Controller::MountSm")
-FEN_TYPE_NAME(45, "ControllerRegistration::SwitchConfig")
-FEN_TYPE_NAME(46, "ControllerRegistration::ServicePublishedInfo")
-FEN_TYPE_NAME(47, "ControllerRegistration::SwitchStatus")
-FEN_TYPE_NAME(48, "ControllerRegistration::ControllerConfig")
-FEN_TYPE_NAME(49, "ControllerRegistration::ControllerStatus")
+FEN_TYPE_NAMES(FEN_TYPE_NAME)
+
+#define FEN_TYPE_NODE(number, text) Fen::FenType::typeNodeIs(text);
+
+struct TypeNodesLoad {
+   TypeNodesLoad() { FEN_TYPE_NAMES(FEN_TYPE_NODE) }
+};
+/// The lowest priority that is free for programs: before all that have none.
+__attribute__((init_priority(101))) TypeNodesLoad const typeNodesLoad;
 
 } // namespace
