@@ -210,9 +210,8 @@ void Declarations::retire(std::string const& path) {
 
 void Declarations::checkLater() { checker_->timeMinIs(0.0); }
 
-/// Whether the path has left the registry; if not, its mounts are watched. A mount that was
-/// withdrawn before it began leaves its machine behind, with nothing mounted and nothing to come,
-/// and that goes with the path.
+/// Whether the path has left the registry; if not, its mounts are watched. Machines at rest go with
+/// the path: one that was withdrawn before it began, too, leaves its machine behind.
 bool Declarations::retired(std::string const& path, Retiring& retiring) {
    for (Fen::Ptr<EndWatch> const& each : retiring.watches) {
       each->ownerDel();
@@ -221,11 +220,14 @@ bool Declarations::retired(std::string const& path, Retiring& retiring) {
    Fen::Name const key(path);
    if (auto const entry = entities_.registryMachine()->mountsRegistryEntrySm(key)) {
       for (auto at = entry->mountSmIterator(); at; ++at) {
-         bool const isOver = at->mountSmData()->mountState() == Controller::mountStateUnmounted &&
-                             at->currentState() == Controller::MountSm::stateIdle &&
-                             at->nextState() == Controller::MountSm::stateIdle;
-         if (!isOver) {
-            retiring.watches.push_back(Fen::makePtr<EndWatch>(at->mountSmData(), this));
+         if (isUnmountedAtRest(*at)) {
+            continue;
+         }
+         retiring.watches.push_back(Fen::makePtr<EndWatch>(at->mountSmData(), this));
+         if (at->currentState() == Controller::MountSm::stateIdle &&
+             at->nextState() != Controller::MountSm::stateIdle) {
+            // It takes its request up in its next turn, and may do so without a change of state.
+            checkLater();
          }
       }
    }

@@ -31,6 +31,13 @@ Fen::Ptr<T> put(Fen::Ptr<Fen::Dir> const& parent, Fen::Ptr<T> const& entity) {
 
 } // namespace
 
+bool isUnmountedAtRest(Controller::MountSm const& machine) {
+   MountState const state = machine.mountSmData()->mountState();
+   return (state == Controller::mountStateUnmounted || state == Controller::mountStateUnmounting) &&
+          machine.currentState() == Controller::MountSm::stateIdle &&
+          machine.nextState() == Controller::MountSm::stateIdle;
+}
+
 Entities::Entities(Fen::Ptr<Fen::Dir> const& root, TimingConfiguration const& timing)
    : mountConfigDir(directory(directory(root, "services"), "mountConfig")),
      mountStatusDir(directory(directory(root, "services"), "mountStatus")),
@@ -72,9 +79,9 @@ std::string Entities::failureReason(Fen::Name path, Controller::SystemId system)
 
 bool Entities::isUnmounted() const {
    for (auto entry = registryMachine_->mountsRegistryEntrySmIterator(); entry; ++entry) {
-      for (auto data = entry->mountSmDataIterator(); data; ++data) {
-         MountState const state = data->mountState();
-         if (state != Controller::mountStatePending && state != Controller::mountStateUnmounted) {
+      for (auto machine = entry->mountSmIterator(); machine; ++machine) {
+         if (machine->mountSmData()->mountState() != Controller::mountStatePending &&
+             !isUnmountedAtRest(*machine)) {
             return false;
          }
       }

@@ -15,6 +15,11 @@
 
 namespace Host {
 
+/// Whether nothing is mounted by the machine, nothing runs and nothing is asked for. One that was
+/// asked to unmount just when an earlier unmount had ended stays in the state of unmounting, at
+/// rest, until somebody wants the mount again; so the state alone does not tell.
+bool isUnmountedAtRest(Controller::MountSm const& machine);
+
 class Entities {
  public:
    /// Builds everything below `root`, which must be empty but for what the process has put there

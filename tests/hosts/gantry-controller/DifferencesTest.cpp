@@ -1,6 +1,8 @@
 // The table of differences: each row by itself, and random pairs of configurations whose operations
 // must lead a plain model of the live entities from one to the other without a forbidden step.
 
+#include "RandomConfiguration.h"
+
 #include <hosts/gantry-controller/ConfigurationReader.h>
 #include <hosts/gantry-controller/Differences.h>
 
@@ -13,6 +15,10 @@
 namespace Host {
 namespace {
 
+using HostTest::empty;
+using HostTest::RandomConfiguration;
+using HostTest::switchAt;
+
 using Texts = std::vector<std::string>;
 
 Texts textsOf(Configuration const& before, Configuration const& after) {
@@ -23,10 +29,6 @@ Texts textsOf(Configuration const& before, Configuration const& after) {
       texts.push_back(each.text());
    }
    return texts;
-}
-
-SwitchConfiguration switchAt(char const* id, char const* address, std::uint16_t port = 9001) {
-   return {Controller::SystemId(Fen::String8(id)), Nimet::IpAddr(Fen::String8(address)), port};
 }
 
 /// One service with one group with one mount, and filters that the group uses.
@@ -42,12 +44,6 @@ Configuration sample() {
    group.systemFilter = "f";
    group.versionFilter = "v";
    group.mounts["p"] = {"T", "", ""};
-   return all;
-}
-
-Configuration empty() {
-   Configuration all;
-   all.system.id = Controller::SystemId("02:00:00:00:00:ff");
    return all;
 }
 
@@ -352,72 +348,6 @@ class LiveModel {
    }
 
    std::map<std::string, MountConfiguration> registry;
-};
-
-class RandomConfiguration {
- public:
-   explicit RandomConfiguration(std::mt19937& random) : random_(random) {}
-
-   Configuration make() {
-      Configuration all = empty();
-      std::map<std::string, MountConfiguration> terms;
-      for (char const* path : {"p", "q", "r"}) {
-         terms[path] = {oneOf({"T", "U"}), oneOf({"", "w"}), ""};
-      }
-      for (char const* name : {"s", "t"}) {
-         if (chance(3)) {
-            service(all.services[name], terms);
-         }
-      }
-      for (unsigned i = 1; i <= 3; ++i) {
-         if (chance(2)) {
-            std::string const digit = std::to_string(i);
-            all.switches["leaf" + digit] =
-               switchAt(("02:00:00:00:00:0" + digit).c_str(), oneOf({"1.1.1.1", "1.1.1.2"}).c_str(),
-                        static_cast<std::uint16_t>(i));
-         }
-      }
-      return all;
-   }
-
- private:
-   bool chance(unsigned of) { return random_() % of != 0; }
-   std::string oneOf(Texts const& texts) { return texts[random_() % texts.size()]; }
-
-   void service(ServiceConfiguration& service,
-                std::map<std::string, MountConfiguration> const& terms) {
-      service.versions = *Versions::fromText(oneOf({"1", "1-2", "3"}));
-      for (char const* name : {"f", "h"}) {
-         if (chance(2)) {
-            service.systemFilters[name].insert(oneOf({"a", "b", "c"}));
-            service.systemFilters[name].insert(oneOf({"a", "b", "c"}));
-         }
-         if (chance(2)) {
-            service.versionFilters[name].insert(1 + static_cast<std::uint32_t>(random_() % 3));
-         }
-      }
-      std::set<std::string> taken;
-      for (char const* name : {"g", "k"}) {
-         if (!chance(4)) {
-            continue;
-         }
-         MountGroupConfiguration& group = service.mountGroups[name];
-         if (!service.systemFilters.empty() && chance(2)) {
-            group.systemFilter = service.systemFilters.begin()->first;
-         }
-         if (!service.versionFilters.empty() && chance(2)) {
-            group.versionFilter = service.versionFilters.begin()->first;
-         }
-         group.preserveMountsOnDisconnect = chance(2);
-         for (auto const& [path, mount] : terms) {
-            if (chance(2) && taken.insert(path).second) {
-               group.mounts[path] = mount;
-            }
-         }
-      }
-   }
-
-   std::mt19937& random_;
 };
 
 /// A service that is gone has nothing left, and counts as if it had never been.
