@@ -15,6 +15,8 @@ namespace {
 
 /// So many intervals without a word, and a peer is gone.
 constexpr double silentHeartbeats = 3.0;
+/// A machine may come to rest without an event: so often, in seconds, the end looks for itself.
+constexpr double lookInterval = 0.1;
 
 /// What a fresh controller has carried out: nothing, with what it cannot change later.
 Configuration nothingYet(Configuration const& configuration) {
@@ -121,7 +123,7 @@ void ControllerHost::close(double seconds) {
    double const deadline = Fen::now() + seconds;
    Fen::ActivityLoop& loop = Fen::ActivityLoop::instance();
    while (!entities_.isUnmounted() && Fen::now() < deadline) {
-      loop.runOnce(std::max(0.0, deadline - Fen::now()));
+      loop.runOnce(std::clamp(deadline - Fen::now(), 0.0, lookInterval));
    }
    // What the last unmounts have changed is shown at the end of a turn.
    loop.runOnce(0.0);

@@ -13,6 +13,9 @@ namespace {
 
 using Kind = OperationKind;
 
+/// Seconds between two looks at paths that are on their way out.
+constexpr double checkInterval = 0.1;
+
 std::uint32_t versionOf(Operation const& operation) {
    std::uint32_t version = 0;
    std::from_chars(operation.member.data(), operation.member.data() + operation.member.size(),
@@ -224,11 +227,6 @@ bool Declarations::retired(std::string const& path, Retiring& retiring) {
             continue;
          }
          retiring.watches.push_back(Fen::makePtr<EndWatch>(at->mountSmData(), this));
-         if (at->currentState() == Controller::MountSm::stateIdle &&
-             at->nextState() != Controller::MountSm::stateIdle) {
-            // It takes its request up in its next turn, and may do so without a change of state.
-            checkLater();
-         }
       }
    }
    if (retiring.watches.empty()) {
@@ -246,6 +244,10 @@ void Declarations::check() {
       } else {
          ++at;
       }
+   }
+   if (!retiring_.empty()) {
+      // Mostly a change of state says when to look; but a machine may come to rest without one.
+      checker_->timeMinIs(Fen::now() + checkInterval);
    }
    for (Operation const& each : ready) {
       declare(each);
