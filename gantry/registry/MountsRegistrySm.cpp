@@ -88,6 +88,19 @@ void MountsRegistrySm::handlePublishEntry(Fen::String8 controllerdbPath) {
    // Unlike on the mount side this is asked for also when there is a machine: one that follows
    // another entry than the registry's is refused by its parameters.
    publishRegistryEntrySmIs(pe, controllerStatus(), publishedMountsTable());
+   if (mountsRegistry()->publishEntry(controllerdbPath) != pe) {
+      publishOvertaken(controllerdbPath);
+   }
+}
+
+/// The entry has gone while its machine was born, and that was told while the machine had no place
+/// yet: the machine goes, and that of the key's entry of now, if there is one, comes in its stead.
+void MountsRegistrySm::publishOvertaken(Fen::String8 const& controllerdbPath) {
+   while (auto const preSm = publishRegistryEntrySm(controllerdbPath)) {
+      preSm->doCleanup();
+      publishRegistryEntrySmDel(controllerdbPath);
+   }
+   handlePublishEntry(controllerdbPath);
 }
 
 // ---- connections -------------------------------------------------------------------------------

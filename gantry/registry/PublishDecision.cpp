@@ -12,8 +12,8 @@ void PublishRegistryEntrySm::handleSwitchConnection(SystemId const& connectionId
    Fen::String8 const connection = connectionId.stringValue();
    FEN_TRACE(gantryTrace(), 8,
              "PublishRegistryEntrySm::handleSwitchConnection " << entryName() << " " << connection);
-   if (!initialized()) {
-      return;
+   if (!initialized() || fenMarkedForDeletion()) {
+      return; // one that was dropped in the middle of a walk leaves the rest as it is
    }
    auto const status = controllerStatus();
    if (!status || !status->registeredSwitch(connectionId)) {

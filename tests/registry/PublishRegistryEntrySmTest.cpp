@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 namespace {
 
@@ -496,6 +497,63 @@ TEST_F(Publish, WhoeverHearsOfTheTableMayDropTheTopMachine) {
    EXPECT_FALSE(machine);
    EXPECT_FALSE(isPublished(1, "config/a"));
    EXPECT_TRUE(isPublished(2, "config/a"));
+}
+
+TEST_F(Publish, DroppedInTheMiddleOfAWalkItLeavesTheRest) {
+   connect(1, "s");
+   connect(2, "s");
+   auto const entry = publish("config/a");
+   auto const watcher =
+      Fen::makePtr<TableWatcher>(publishedMountsTable, [this] { machine = nullptr; });
+   entry->readyToPublishIs(false);
+   EXPECT_FALSE(machine);
+   EXPECT_EQ(publishedMountsTable->systemCount(), 1u);
+}
+
+/// Does something, once, when a directory gets a member.
+class PartWatcher : public Fen::Dir::NotifieeConst {
+ public:
+   PartWatcher(Ptr<Fen::Dir> const& watched, std::function<void()> then)
+      : NotifieeConst(watched), then_(std::move(then)) {
+      isRegisteredNotifieeIs(true);
+   }
+   void onEntityPtr(Fen::Name) override {
+      if (auto const then = std::exchange(then_, nullptr)) {
+         then();
+      }
+   }
+
+ private:
+   std::function<void()> then_;
+};
+
+TEST_F(Publish, AnEntryMayGoWhileItsMachineIsBorn) {
+   connect(1, "s");
+   auto const directory = Fen::ptrCast<Fen::Dir>(rootDir->entityIs("desired", "Fen::Dir"));
+   auto const watcher =
+      Fen::makePtr<PartWatcher>(directory, [this] { registry->publishEntryDel("desired"); });
+   publishDir("desired");
+   EXPECT_FALSE(registry->publishEntry("desired"));
+   EXPECT_FALSE(publishSm("desired"));
+   EXPECT_EQ(machine->publishRegistryEntrySmCount(), 0u);
+}
+
+TEST_F(Publish, AnEntryMayBecomeAnotherServicesWhileItsMachineIsBorn) {
+   connect(1, "s");
+   connect(1, "t");
+   auto const directory = Fen::ptrCast<Fen::Dir>(rootDir->entityIs("desired", "Fen::Dir"));
+   auto const watcher = Fen::makePtr<PartWatcher>(directory, [this] {
+      registry->publishEntryDel("desired");
+      publish("desired", nullptr, nullptr, "t");
+   });
+   publishDir("desired");
+   ASSERT_TRUE(publishSm("desired"));
+   EXPECT_EQ(publishSm("desired")->publishEntry(), registry->publishEntry("desired"));
+   EXPECT_EQ(machine->publishRegistryEntrySmCount(), 1u);
+   EXPECT_EQ(published(1, "desired").serviceName(), "t");
+   registry->publishEntryDel("desired");
+   EXPECT_EQ(machine->publishRegistryEntrySmCount(), 0u);
+   EXPECT_EQ(publishedMountsTable->systemCount(), 0u);
 }
 
 } // namespace
