@@ -351,6 +351,37 @@ TEST_F(Hostile, aRecordWithAListInFront) {
    EXPECT_EQ(sent(message(2, 144, "00 08 00 00 " + word(12345) + "aa bb")), "taken");
    EXPECT_EQ(sent(message(2, 144, "00 06 00 00 " + word(262) + word(151) + items)), "malformed");
 }
+TEST_F(Hostile, aRecordThatIsNone) {
+   Sample::Panel::_fwkType();
+   auto const again = [this] {
+      start();
+      EXPECT_EQ(sent(orphan("Sample::Panel", 2)), "taken");
+   };
+   std::string const child = text("k") + text("c");
+   again();
+   EXPECT_EQ(sent(message(2, 269, text("k"))), "taken");
+   EXPECT_EQ(sent(message(2, 269, child + word(3) + word(0), 151)), "taken");
+   EXPECT_EQ(sent(message(2, 269, text("k"), 7)), "malformed");
+   again();
+   EXPECT_EQ(sent(message(2, -269, text("k"), 151)), "malformed");
+   again();
+   EXPECT_EQ(sent(message(2, 269, child)), "malformed");
+   again();
+   EXPECT_EQ(sent(message(2, 269, child, 151)), "malformed");
+   again();
+   EXPECT_EQ(sent(message(2, 269, child + word(4) + word(0), 151)), "out_of_order");
+   again();
+   // One id for what two records own.
+   EXPECT_EQ(sent(message(2, 269, child + word(3) + word(0), 151)), "taken");
+   EXPECT_EQ(sent(message(2, 269, text("l") + text("c") + word(3) + word(0), 151)),
+             "duplicate_entity");
+   Fen::NboAttrLog::Limits limits;
+   limits.depth = 1;
+   start(limits);
+   EXPECT_EQ(sent(orphan("Sample::Panel", 2)), "taken");
+   EXPECT_EQ(sent(message(2, 269, text("k"))), "taken");
+   EXPECT_EQ(sent(message(2, 269, child + word(3) + word(0), 151)), "too_deep");
+}
 TEST_F(Hostile, aWriteFromTheReadingSide) {
    auto const served = Fen::makePtr<Chassis>("served");
    Link link;
