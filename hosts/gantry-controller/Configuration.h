@@ -48,6 +48,38 @@ struct MountGroupConfiguration {
    bool operator==(MountGroupConfiguration const&) const = default;
 };
 
+/// A published entity: its type, and the text forms of the attributes that are set.
+struct EntityConfiguration {
+   std::string type;
+   std::map<std::string, std::string> values;
+
+   bool operator==(EntityConfiguration const&) const = default;
+};
+
+/// One published path: an entity for everybody who may have it, or a directory with a part for each
+/// system.
+struct PublicationConfiguration {
+   bool isDirectory = false;
+   /// Where it appears on the switch.
+   std::string remotePath;
+   /// The entity, unless this is a directory.
+   EntityConfiguration entity;
+   /// The parts of a directory: by the text form of the system id, the entities by name.
+   std::map<std::string, std::map<std::string, EntityConfiguration>> parts;
+
+   bool operator==(PublicationConfiguration const&) const = default;
+};
+
+struct PublishGroupConfiguration {
+   /// Names of filters of the same service, empty for none.
+   std::string systemFilter;
+   std::string versionFilter;
+   /// By the path in the controller's tree.
+   std::map<std::string, PublicationConfiguration> publications;
+
+   bool operator==(PublishGroupConfiguration const&) const = default;
+};
+
 struct ServiceConfiguration {
    /// What the controller supports of the service.
    Versions versions;
@@ -57,6 +89,9 @@ struct ServiceConfiguration {
    /// By the filter's name, never empty for the same reason.
    std::map<std::string, std::set<std::uint32_t>> versionFilters;
    std::map<std::string, MountGroupConfiguration> mountGroups;
+   std::map<std::string, PublishGroupConfiguration> publishGroups;
+   /// Whether the service says that all it publishes is there.
+   bool ready = false;
 
    bool operator==(ServiceConfiguration const&) const = default;
 };

@@ -2,6 +2,7 @@
 
 #include <hosts/gantry-controller/ConfigurationFields.h>
 #include <hosts/gantry-controller/ConfigurationReader.h>
+#include <hosts/gantry-controller/Values.h>
 
 #include <arpa/inet.h>
 
@@ -88,6 +89,7 @@ class Reader {
             *services, "services", false, problems_,
             [this](JsonMember const& each, std::string const& field) { readService(each, field); });
       }
+      refuseClashingPublications();
       return std::move(result_);
    }
 
@@ -177,8 +179,9 @@ class Reader {
    }
 
    void readService(JsonMember const& member, std::string const& field) {
-      ConfigurationFields fields(member.value, field, problems_,
-                                 {"versions", "systemFilters", "versionFilters", "mountGroups"});
+      ConfigurationFields fields(
+         member.value, field, problems_,
+         {"versions", "systemFilters", "versionFilters", "mountGroups", "publishGroups", "ready"});
       ServiceConfiguration& service = result_.services[member.key];
       std::string const versions = fields.requiredText("versions");
       if (auto const read = Versions::fromText(versions)) {
@@ -203,6 +206,157 @@ class Reader {
                    [&](JsonMember const& each, std::string const& below) {
                       readGroup(member.key, service, each, below);
                    });
+      }
+      if (JsonNode const* const groups = fields.find("publishGroups")) {
+         eachNamed(*groups, fields.below("publishGroups"), false, problems_,
+                   [&](JsonMember const& each, std::string const& below) {
+                      readPublishGroup(service, each, below);
+                   });
+      }
+      service.ready = fields.boolean("ready", !service.publishGroups.empty());
+   }
+
+   /// The filters of a group, which must be those of its service.
+   void readFilters(ConfigurationFields& fields, ServiceConfiguration const& service,
+                    std::string& systemFilter, std::string& versionFilter) {
+      systemFilter = fields.text("systemFilter", "");
+      if (!systemFilter.empty() && !service.systemFilters.contains(systemFilter)) {
+         fields.problem("systemFilter",
+                        "the service has no system filter '" + fieldBelow("", systemFilter) + "'");
+      }
+      versionFilter = fields.text("versionFilter", "");
+      if (!versionFilter.empty() && !service.versionFilters.contains(versionFilter)) {
+         fields.problem("versionFilter", "the service has no version filter '" +
+                                            fieldBelow("", versionFilter) + "'");
+      }
+   }
+
+   void readPublishGroup(ServiceConfiguration& service, JsonMember const& member,
+                         std::string const& field) {
+      ConfigurationFields fields(member.value, field, problems_,
+                                 {"systemFilter", "versionFilter", "entities", "directories"});
+      PublishGroupConfiguration group;
+      readFilters(fields, service, group.systemFilter, group.versionFilter);
+      auto const read = [&](char const* name, bool isDirectory) {
+         if (JsonNode const* const publications = fields.find(name)) {
+            eachNamed(*publications, fields.below(name), true, problems_,
+                      [&](JsonMember const& each, std::string const& below) {
+                         readPublication(group, each, below, isDirectory);
+                      });
+         }
+      };
+      read("entities", false);
+      read("directories", true);
+      service.publishGroups[member.key] = std::move(group);
+   }
+
+   void readPublication(PublishGroupConfiguration& group, JsonMember const& member,
+                        std::string const& field, bool isDirectory) {
+      PublicationConfiguration publication;
+      publication.isDirectory = isDirectory;
+      if (std::string const fault = pathFault(member.key); !fault.empty()) {
+         problem(member.place, field, fault);
+      }
+      ConfigurationFields fields =
+         isDirectory
+            ? ConfigurationFields(member.value, field, problems_, {"remotePath", "systems"})
+            : ConfigurationFields(member.value, field, problems_, {"remotePath", "type", "values"});
+      publication.remotePath = fields.requiredText("remotePath");
+      if (std::string const fault = pathFault(publication.remotePath);
+          !publication.remotePath.empty() && !fault.empty()) {
+         fields.problem("remotePath", fault);
+      }
+      if (!isDirectory) {
+         publication.entity = readEntity(fields);
+      } else if (JsonNode const* const systems = fields.find("systems")) {
+         eachNamed(*systems, fields.below("systems"), false, problems_,
+                   [&](JsonMember const& each, std::string const& below) {
+                      readPart(publication, each, below);
+                   });
+      }
+      published_.emplace_back(member.key, Declared{"", {}, field, member.place});
+      group.publications.insert_or_assign(member.key, std::move(publication));
+   }
+
+   void readPart(PublicationConfiguration& publication, JsonMember const& member,
+                 std::string const& field) {
+      auto const known = result_.switches.find(member.key);
+      auto const id =
+         known != result_.switches.end() ? std::optional(known->second.id) : systemIdOf(member.key);
+      if (!id) {
+         problem(member.place, field, "is neither a system id nor the name of one of the switches");
+         return;
+      }
+      auto const [part, isNew] =
+         publication.parts.try_emplace(std::string(id->stringValue().view()));
+      if (!isNew) {
+         problem(member.place, field, "names a system that stands here already");
+      }
+      eachNamed(member.value, field, false, problems_,
+                [&](JsonMember const& each, std::string const& below) {
+                   ConfigurationFields fields(each.value, below, problems_, {"type", "values"});
+                   part->second[each.key] = readEntity(fields);
+                });
+   }
+
+   /// An entity by its type and values, all of which must fit.
+   EntityConfiguration readEntity(ConfigurationFields& fields) {
+      EntityConfiguration entity;
+      entity.type = fields.requiredText("type");
+      std::string const fault = entity.type.empty() ? "is empty" : typeFault(entity.type);
+      if (!fault.empty()) {
+         if (!entity.type.empty()) {
+            fields.problem("type", fault);
+         }
+         return entity;
+      }
+      JsonNode const* const values = fields.find("values");
+      if (values == nullptr) {
+         return entity;
+      }
+      eachNamed(*values, fields.below("values"), false, problems_,
+                [&](JsonMember const& each, std::string const& below) {
+                   std::string const text = valueTextOf(each.value);
+                   std::string const wrong = text.empty()
+                                                ? "is neither a truth value nor a number nor a text"
+                                                : valueFault(entity.type, each.key, text);
+                   if (!wrong.empty()) {
+                      problem(each.value.place, below, wrong);
+                   } else {
+                      entity.values[each.key] = text;
+                   }
+                });
+      return entity;
+   }
+
+   /// Whether one path is the other, or leads to it.
+   static bool leadsTo(std::string const& one, std::string const& other) {
+      return one == other || (other.size() > one.size() && other.compare(0, one.size(), one) == 0 &&
+                              other[one.size()] == '/');
+   }
+
+   /// What is published has a place of its own in the tree: two services that publish one path
+   /// would take it from each other.
+   void refuseClashingPublications() {
+      for (auto one = published_.begin(); one != published_.end(); ++one) {
+         auto const& [path, declared] = *one;
+         std::string const first = path.substr(0, path.find('/'));
+         if (first == "mounts" || std::find(ownDirectories.begin(), ownDirectories.end(), first) !=
+                                     ownDirectories.end()) {
+            problem(declared.place, declared.field,
+                    "'" + first + "' belongs to the controller itself");
+         }
+         for (auto other = published_.begin(); other != one; ++other) {
+            if (leadsTo(path, other->first) || leadsTo(other->first, path)) {
+               problem(declared.place, declared.field,
+                       "is published already by " + at(other->second));
+            }
+         }
+         for (auto const& [target, mount] : targets_) {
+            if (leadsTo(path, target) || leadsTo(target, path)) {
+               problem(declared.place, declared.field, "is the place of " + at(mount.second));
+            }
+         }
       }
    }
 
@@ -261,16 +415,7 @@ class Reader {
          member.value, field, problems_,
          {"systemFilter", "versionFilter", "preserveMountsOnDisconnect", "mounts"});
       MountGroupConfiguration group;
-      group.systemFilter = fields.text("systemFilter", "");
-      if (!group.systemFilter.empty() && !service.systemFilters.contains(group.systemFilter)) {
-         fields.problem("systemFilter", "the service has no system filter '" +
-                                           fieldBelow("", group.systemFilter) + "'");
-      }
-      group.versionFilter = fields.text("versionFilter", "");
-      if (!group.versionFilter.empty() && !service.versionFilters.contains(group.versionFilter)) {
-         fields.problem("versionFilter", "the service has no version filter '" +
-                                            fieldBelow("", group.versionFilter) + "'");
-      }
+      readFilters(fields, service, group.systemFilter, group.versionFilter);
       group.preserveMountsOnDisconnect = fields.boolean("preserveMountsOnDisconnect", false);
       if (JsonNode const* const mounts = fields.find("mounts")) {
          eachNamed(*mounts, fields.below("mounts"), true, problems_,
@@ -346,6 +491,8 @@ class Reader {
    Configuration result_;
    std::map<std::string, Declared> paths_;
    std::map<std::string, std::pair<std::string, Declared>> targets_;
+   /// Published paths in the order of the file.
+   std::vector<std::pair<std::string, Declared>> published_;
 };
 
 } // namespace

@@ -41,7 +41,7 @@ ControllerHost::ControllerHost(Configuration const& configuration, bool accepts)
      negotiation_(entities_.clients, board_),
      switches_(entities_, negotiation_, board_, configuration.timing, configuration.system.id,
                accepts),
-     declarations_(entities_) {
+     declarations_(entities_), publications_(entities_) {
    heartbeatIntervalIs(configuration.timing.heartbeatInterval);
    Cairn::tcpConfig().localName = Fen::String8(configuration.system.name);
    Cairn::tcpConfig().localSystemId = configuration.system.id;
@@ -111,10 +111,12 @@ void ControllerHost::apply(Operation const& operation) {
       break;
    case OperationKind::serviceIs:
       declarations_.apply(operation);
+      publications_.apply(operation);
       board_.serviceIs(declarations_.status(operation.owner));
       break;
    default:
       declarations_.apply(operation);
+      publications_.apply(operation);
    }
 }
 

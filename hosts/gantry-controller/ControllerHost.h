@@ -7,6 +7,7 @@
 #include <hosts/gantry-controller/Declarations.h>
 #include <hosts/gantry-controller/Entities.h>
 #include <hosts/gantry-controller/Negotiation.h>
+#include <hosts/gantry-controller/Publications.h>
 #include <hosts/gantry-controller/StatusBoard.h>
 #include <hosts/gantry-controller/Switches.h>
 
@@ -54,6 +55,7 @@ class ControllerHost {
    Negotiation negotiation_;
    Switches switches_;
    Declarations declarations_;
+   Publications publications_;
    Fen::Ptr<Cairn::Server> server_;
 };
 

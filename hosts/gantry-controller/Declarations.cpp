@@ -1,10 +1,10 @@
 // Operations on services, filters, groups and mounts.
 
 #include <hosts/gantry-controller/Declarations.h>
+#include <hosts/gantry-controller/FilterOperations.h>
 
 #include <gantry/runtime/fen/Assert.h>
 
-#include <charconv>
 #include <utility>
 
 namespace Host {
@@ -15,13 +15,6 @@ using Kind = OperationKind;
 
 /// Seconds between two looks at paths that are on their way out.
 constexpr double checkInterval = 0.1;
-
-std::uint32_t versionOf(Operation const& operation) {
-   std::uint32_t version = 0;
-   std::from_chars(operation.member.data(), operation.member.data() + operation.member.size(),
-                   version);
-   return version;
-}
 
 } // namespace
 
@@ -106,7 +99,7 @@ void Declarations::apply(Operation const& operation) {
       service(operation).mountGroupConfigDel(Fen::Name(operation.group));
       break;
    case Kind::groupFiltersIs:
-      groupFiltersIs(operation);
+      groupFiltersApply(service(operation), group(operation), operation);
       break;
    case Kind::groupPreserveIs:
       group(operation).preserveMountsOnDisconnectIs(operation.flag);
@@ -120,8 +113,18 @@ void Declarations::apply(Operation const& operation) {
    case Kind::pathRetire:
       retire(operation.name);
       break;
+   case Kind::systemFilterIs:
+   case Kind::systemFilterDel:
+   case Kind::systemFilterMemberIs:
+   case Kind::systemFilterMemberDel:
+   case Kind::versionFilterIs:
+   case Kind::versionFilterDel:
+   case Kind::versionFilterMemberIs:
+   case Kind::versionFilterMemberDel:
+      filterApply(service(operation), operation);
+      break;
    default:
-      applyToFilter(operation);
+      break;
    }
 }
 
@@ -133,53 +136,6 @@ void Declarations::serviceIs(std::string const& name) {
    // The status first: whatever looks at the service finds both.
    entities_.mountStatusDir->entityPtrIs(Fen::makePtr<Controller::ServiceMountStatus>(key));
    entities_.mountConfigDir->entityPtrIs(Controller::serviceMountConfigFactory(key));
-}
-
-void Declarations::applyToFilter(Operation const& operation) {
-   Controller::ServiceMountConfig& owner = service(operation);
-   Fen::Name const name(operation.name);
-   Fen::String8 const member(operation.member);
-   switch (operation.kind) {
-   case Kind::systemFilterIs:
-      owner.systemFilterIs(name);
-      break;
-   case Kind::systemFilterDel:
-      owner.systemFilterDel(name);
-      break;
-   case Kind::systemFilterMemberIs:
-      owner.systemFilter(name)->includedSystemIs(member, true);
-      break;
-   case Kind::systemFilterMemberDel:
-      // Deleted, and not set to false: a key that holds false takes a share that another mounter
-      // has counted, when its filter goes.
-      owner.systemFilter(name)->includedSystemDel(member);
-      break;
-   case Kind::versionFilterIs:
-      owner.versionFilterIs(name);
-      break;
-   case Kind::versionFilterDel:
-      owner.versionFilterDel(name);
-      break;
-   case Kind::versionFilterMemberIs:
-      owner.versionFilter(name)->includedServiceVersionIs(versionOf(operation), true);
-      break;
-   case Kind::versionFilterMemberDel:
-      owner.versionFilter(name)->includedServiceVersionDel(versionOf(operation));
-      break;
-   default:
-      FEN_ASSERT(false, "an operation on services");
-   }
-}
-
-void Declarations::groupFiltersIs(Operation const& operation) {
-   Controller::ServiceMountConfig& owner = service(operation);
-   Controller::ServiceMountGroupConfig& filtered = group(operation);
-   filtered.systemFilterIs(operation.systemFilter.empty()
-                              ? Fen::Ptr<Controller::MountFilterSystem>()
-                              : owner.systemFilter(Fen::Name(operation.systemFilter)));
-   filtered.versionFilterIs(operation.versionFilter.empty()
-                               ? Fen::Ptr<Controller::MountFilterServiceVersion>()
-                               : owner.versionFilter(Fen::Name(operation.versionFilter)));
 }
 
 void Declarations::declare(Operation const& operation) {

@@ -21,8 +21,8 @@ class Declarations {
    Declarations(Declarations const&) = delete;
    Declarations& operator=(Declarations const&) = delete;
 
-   /// Carries out an operation of a kind that concerns services. The service, filter or group that
-   /// it names is there, as Differences.h promises.
+   /// Carries out an operation as far as it concerns mounts; others are passed over. The service,
+   /// filter or group that it names is there, as Differences.h promises.
    void apply(Operation const& operation);
    /// Paths that are waiting to leave the registry.
    std::size_t retiring() const { return retiring_.size(); }
@@ -43,8 +43,6 @@ class Declarations {
    Controller::ServiceMountConfig& service(Operation const& operation) const;
    Controller::ServiceMountGroupConfig& group(Operation const& operation) const;
    void serviceIs(std::string const& name);
-   void applyToFilter(Operation const& operation);
-   void groupFiltersIs(Operation const& operation);
    void declare(Operation const& operation);
    void withdraw(Operation const& operation);
    void retire(std::string const& path);

@@ -16,6 +16,7 @@ using Kind = OperationKind;
 
 ServiceConfiguration const noService = {};
 MountGroupConfiguration const noGroup = {};
+PublishGroupConfiguration const noPublishGroup = {};
 
 template <class Map>
 typename Map::mapped_type const* find(Map const& map, std::string const& key) {
@@ -143,6 +144,10 @@ class Comparison {
       systemFilters(name, before, after);
       versionFilters(name, before, after);
       groups(name, before, after);
+      publishGroups(name, before, after);
+      if (before.ready != after.ready) {
+         add(Kind::serviceReadyIs, name).flag = after.ready;
+      }
    }
 
    void systemFilters(std::string const& service, ServiceConfiguration const& before,
@@ -250,6 +255,66 @@ class Comparison {
       }
    }
 
+   void publishGroups(std::string const& service, ServiceConfiguration const& before,
+                      ServiceConfiguration const& after) {
+      for (auto const& [name, group] : before.publishGroups) {
+         PublishGroupConfiguration const* const same = find(after.publishGroups, name);
+         publications(service, name, group, same != nullptr ? *same : noPublishGroup);
+         if (same == nullptr) {
+            add(Kind::publishGroupDel, service, name);
+         }
+      }
+      for (auto const& [name, group] : after.publishGroups) {
+         PublishGroupConfiguration const* const same = find(before.publishGroups, name);
+         PublishGroupConfiguration const& old = same != nullptr ? *same : noPublishGroup;
+         if (same == nullptr) {
+            add(Kind::publishGroupIs, service, name);
+            publications(service, name, noPublishGroup, group);
+         }
+         if (!sameFilters(old, group)) {
+            Operation& filters = add(Kind::publishGroupFiltersIs, service, name);
+            filters.systemFilter = group.systemFilter;
+            filters.versionFilter = group.versionFilter;
+         }
+      }
+   }
+
+   static bool sameFilters(PublishGroupConfiguration const& left,
+                           PublishGroupConfiguration const& right) {
+      return left.systemFilter == right.systemFilter && left.versionFilter == right.versionFilter;
+   }
+
+   void publications(std::string const& service, std::string const& group,
+                     PublishGroupConfiguration const& before,
+                     PublishGroupConfiguration const& after) {
+      auto const declaredAlike = [&](PublicationConfiguration const& left,
+                                     PublicationConfiguration const& right) {
+         return left.isDirectory == right.isDirectory && left.remotePath == right.remotePath &&
+                left.entity.type == right.entity.type &&
+                (!left.isDirectory || sameFilters(before, after));
+      };
+      for (auto const& [path, one] : before.publications) {
+         PublicationConfiguration const* const same = find(after.publications, path);
+         if (same == nullptr || !declaredAlike(one, *same)) {
+            add(Kind::publicationWithdraw, service, group, path).flag = one.isDirectory;
+         }
+         if (same == nullptr || one.isDirectory != same->isDirectory ||
+             one.entity.type != same->entity.type) {
+            add(Kind::contentDel, service, group, path);
+         }
+      }
+      for (auto const& [path, one] : after.publications) {
+         PublicationConfiguration const* const same = find(before.publications, path);
+         if (same == nullptr || same->entity != one.entity || same->parts != one.parts ||
+             same->isDirectory != one.isDirectory) {
+            add(Kind::contentIs, service, group, path).publication = one;
+         }
+         if (same == nullptr || !declaredAlike(*same, one)) {
+            add(Kind::publicationDeclare, service, group, path).publication = one;
+         }
+      }
+   }
+
    /// All mounts of all services together, since a path is one for all of them.
    void mounts() {
       std::map<std::string, MountConfiguration> pathsAfter;
@@ -292,7 +357,10 @@ char const* operationName(OperationKind kind) {
    static constexpr char const* names[] = {"switchDel",
                                            "mountWithdraw",
                                            "pathRetire",
+                                           "publicationWithdraw",
                                            "groupDel",
+                                           "publishGroupDel",
+                                           "contentDel",
                                            "serviceIs",
                                            "serviceVersionsIs",
                                            "systemFilterIs",
@@ -304,9 +372,14 @@ char const* operationName(OperationKind kind) {
                                            "groupIs",
                                            "groupFiltersIs",
                                            "groupPreserveIs",
+                                           "publishGroupIs",
+                                           "publishGroupFiltersIs",
                                            "systemFilterDel",
                                            "versionFilterDel",
                                            "mountDeclare",
+                                           "contentIs",
+                                           "publicationDeclare",
+                                           "serviceReadyIs",
                                            "heartbeatIntervalIs",
                                            "retryIntervalIs",
                                            "switchIs",
@@ -331,10 +404,15 @@ std::string Operation::text() const {
    case OperationKind::serviceVersionsIs:
       text += ": " + versions.text();
       break;
+   case OperationKind::publicationDeclare:
+      text += ": " + publication.remotePath;
+      break;
    case OperationKind::groupFiltersIs:
+   case OperationKind::publishGroupFiltersIs:
       text += ": " + systemFilter + "," + versionFilter;
       break;
    case OperationKind::groupPreserveIs:
+   case OperationKind::serviceReadyIs:
       text += flag ? ": true" : ": false";
       break;
    default:

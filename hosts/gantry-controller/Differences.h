@@ -16,6 +16,9 @@
 ///   back would not be looked at again. So services stay, and lose their groups.
 /// - A filter that becomes empty lets everything pass. So members are added before others are taken
 ///   out, and no filter of a configuration is empty.
+/// - A published directory keeps the filters with which it was declared, and its path on the switch
+///   is looked at once. So it is withdrawn and declared again where one of these changes; a single
+///   entity follows its group's filters.
 /// - A path shared by two services is not looked at again for a system that a filter of one of them
 ///   gains or loses while the other one's lets it pass. So the system's connection is told to be.
 #pragma once
@@ -36,8 +39,13 @@ enum class OperationKind {
    /// A path that nobody wants any more, or that is wanted otherwise, leaves the registry once the
    /// last machine of it has gone. Declarations of the path wait for that.
    pathRetire,
+   /// A path is no longer published, or will be published otherwise.
+   publicationWithdraw,
    /// A group is deleted, with the mounts that it still has.
    groupDel,
+   publishGroupDel,
+   /// What stood at a path that is not published any more goes.
+   contentDel,
    /// A service appears: its status, and then itself.
    serviceIs,
    /// The versions that the controller supports of the service; negotiated again on every
@@ -53,11 +61,18 @@ enum class OperationKind {
    /// The group's filters, by name; empty for none.
    groupFiltersIs,
    groupPreserveIs,
+   publishGroupIs,
+   publishGroupFiltersIs,
    /// A filter to which no group refers any more.
    systemFilterDel,
    versionFilterDel,
    /// A mount is put into its group, at once or when the path has been retired.
    mountDeclare,
+   /// What is to be published stands in the tree before it is; later changes are made in place.
+   contentIs,
+   publicationDeclare,
+   /// The service says that all it publishes is there, or no longer is.
+   serviceReadyIs,
    heartbeatIntervalIs,
    retryIntervalIs,
    /// A switch is to be reached, and registered when it is.
@@ -79,6 +94,7 @@ struct Operation {
    /// The member of a filter, as text.
    std::string member;
    MountConfiguration mount = {};
+   PublicationConfiguration publication = {};
    SwitchConfiguration toSwitch = {};
    Versions versions = {};
    std::string systemFilter = {};

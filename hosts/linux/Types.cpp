@@ -4,6 +4,7 @@
 
 #include <hosts/linux/Host.fen.h>
 #include <hosts/linux/Interface.fen.h>
+#include <hosts/linux/InterfaceConfig.fen.h>
 #include <hosts/linux/Neighbour.fen.h>
 #include <hosts/linux/Route.fen.h>
 
@@ -16,6 +17,8 @@ void typesRegister() {
    Address::_fwkType();
    Interface::_fwkType();
    InterfaceDir::_fwkType();
+   InterfaceConfig::_fwkType();
+   InterfaceApplied::_fwkType();
    NextHop::_fwkType();
    Route::_fwkType();
    RouteDir::_fwkType();
