@@ -319,6 +319,73 @@ class LiveModel {
          break;
       }
       default:
+         applyToPublications(operation, service);
+      }
+   }
+
+   void applyToPublications(Operation const& operation, ServiceConfiguration& service) {
+      using Kind = OperationKind;
+      std::string const& path = operation.name;
+      switch (operation.kind) {
+      case Kind::publishGroupIs:
+         EXPECT_TRUE(services.contains(operation.owner));
+         EXPECT_TRUE(service.publishGroups.try_emplace(operation.group).second);
+         break;
+      case Kind::publishGroupDel: {
+         PublishGroupConfiguration const& gone = service.publishGroups.at(operation.group);
+         // Its directories would stay published.
+         EXPECT_TRUE(gone.publications.empty());
+         service.publishGroups.erase(operation.group);
+         break;
+      }
+      case Kind::publishGroupFiltersIs: {
+         PublishGroupConfiguration& filtered = service.publishGroups.at(operation.group);
+         for (auto const& [each, publication] : filtered.publications) {
+            EXPECT_FALSE(publication.isDirectory) << "it keeps the filters that it has";
+         }
+         EXPECT_TRUE(operation.systemFilter.empty() ||
+                     service.systemFilters.contains(operation.systemFilter));
+         filtered.systemFilter = operation.systemFilter;
+         filtered.versionFilter = operation.versionFilter;
+         break;
+      }
+      case Kind::contentIs:
+         content[path] = operation.publication;
+         for (auto& [name, each] : now.services) {
+            for (auto& [group, publish] : each.publishGroups) {
+               if (auto const found = publish.publications.find(path);
+                   found != publish.publications.end()) {
+                  EXPECT_EQ(found->second.entity.type, operation.publication.entity.type);
+                  found->second.entity = operation.publication.entity;
+                  found->second.parts = operation.publication.parts;
+               }
+            }
+         }
+         break;
+      case Kind::contentDel:
+         EXPECT_EQ(content.erase(path), 1u);
+         break;
+      case Kind::publicationDeclare: {
+         PublicationConfiguration declared = operation.publication;
+         // It stands in the tree.
+         EXPECT_EQ(declared.isDirectory, content.at(path).isDirectory);
+         EXPECT_EQ(declared.entity, content.at(path).entity);
+         EXPECT_EQ(declared.parts, content.at(path).parts);
+         EXPECT_TRUE(service.publishGroups.at(operation.group)
+                        .publications.emplace(path, std::move(declared))
+                        .second);
+         break;
+      }
+      case Kind::publicationWithdraw: {
+         auto& publications = service.publishGroups.at(operation.group).publications;
+         EXPECT_EQ(publications.at(path).isDirectory, operation.flag);
+         publications.erase(path);
+         break;
+      }
+      case Kind::serviceReadyIs:
+         service.ready = operation.flag;
+         break;
+      default:
          break;
       }
    }
@@ -348,6 +415,60 @@ class LiveModel {
    }
 
    std::map<std::string, MountConfiguration> registry;
+   /// What stands in the tree to be published.
+   std::map<std::string, PublicationConfiguration> content;
+};
+
+/// Adds publications to the services of a configuration.
+class RandomPublications {
+ public:
+   explicit RandomPublications(std::mt19937& random) : random_(random) {}
+
+   void addTo(Configuration& all) {
+      for (auto& [name, service] : all.services) {
+         service.ready = chance(2);
+         for (char const* groupName : {"g", "k"}) {
+            if (chance(3)) {
+               groupIs(service, service.publishGroups[groupName], name + "/" + groupName + "/");
+            }
+         }
+      }
+   }
+
+ private:
+   bool chance(unsigned of) { return random_() % of != 0; }
+   std::string oneOf(Texts const& texts) { return texts[random_() % texts.size()]; }
+
+   EntityConfiguration entity() {
+      EntityConfiguration made{oneOf({"T", "U"}), {}};
+      if (chance(2)) {
+         made.values["number"] = oneOf({"1", "2"});
+      }
+      return made;
+   }
+
+   /// Each group has paths of its own: the reader refuses a path that is there twice.
+   void groupIs(ServiceConfiguration const& service, PublishGroupConfiguration& group,
+                std::string const& below) {
+      if (!service.systemFilters.empty() && chance(2)) {
+         group.systemFilter = service.systemFilters.begin()->first;
+      }
+      for (char const* place : {"x", "y"}) {
+         if (chance(2)) {
+            continue;
+         }
+         PublicationConfiguration& one = group.publications[below + place];
+         one.isDirectory = chance(2);
+         one.remotePath = oneOf({"there", "elsewhere"});
+         if (one.isDirectory) {
+            one.parts[oneOf({"a", "b"})]["e"] = entity();
+         } else {
+            one.entity = entity();
+         }
+      }
+   }
+
+   std::mt19937& random_;
 };
 
 /// A service that is gone has nothing left, and counts as if it had never been.
@@ -357,15 +478,83 @@ Configuration withoutIdle(Configuration all) {
    return all;
 }
 
+/// The sample with one published entity and one published directory.
+Configuration publishing() {
+   Configuration all = sample();
+   ServiceConfiguration& service = all.services["s"];
+   service.ready = true;
+   PublishGroupConfiguration& group = service.publishGroups["d"];
+   group.systemFilter = "f";
+   group.publications["one"] = {false, "there", {"T", {{"number", "1"}}}, {}};
+   group.publications["many"].isDirectory = true;
+   group.publications["many"].remotePath = "all";
+   group.publications["many"].parts["02:00:00:00:00:01"]["e"] = {"T", {}};
+   return all;
+}
+
+/// The operations that follow from changing what is published.
+template <class Change>
+Texts republished(Change const& change) {
+   Configuration changed = publishing();
+   change(changed.services["s"].publishGroups["d"]);
+   return textsOf(publishing(), changed);
+}
+
+TEST(Differences, PublishingBegins) {
+   EXPECT_EQ(textsOf(sample(), publishing()),
+             (Texts{"publishGroupIs s d", "publishGroupFiltersIs s d: f,", "contentIs s d many",
+                    "contentIs s d one", "publicationDeclare s d many: all",
+                    "publicationDeclare s d one: there", "serviceReadyIs s: true"}));
+}
+
+TEST(Differences, PublishingEnds) {
+   EXPECT_EQ(
+      textsOf(publishing(), sample()),
+      (Texts{"publicationWithdraw s d many", "publicationWithdraw s d one", "publishGroupDel s d",
+             "contentDel s d many", "contentDel s d one", "serviceReadyIs s: false"}));
+}
+
+TEST(Differences, PublishedValuesChangeInPlace) {
+   EXPECT_EQ(republished([](PublishGroupConfiguration& group) {
+                group.publications["one"].entity.values["number"] = "2";
+             }),
+             Texts{"contentIs s d one"});
+   EXPECT_EQ(republished([](PublishGroupConfiguration& group) {
+                group.publications["many"].parts["02:00:00:00:00:02"]["e"] = {"T", {}};
+             }),
+             Texts{"contentIs s d many"});
+}
+
+TEST(Differences, APublishedPathThatAppearsElsewhereIsDeclaredAnew) {
+   EXPECT_EQ(republished([](PublishGroupConfiguration& group) {
+                group.publications["many"].remotePath = "elsewhere";
+             }),
+             (Texts{"publicationWithdraw s d many", "publicationDeclare s d many: elsewhere"}));
+   EXPECT_EQ(republished([](PublishGroupConfiguration& group) {
+                group.publications["one"].entity = {"U", {}};
+             }),
+             (Texts{"publicationWithdraw s d one", "contentDel s d one", "contentIs s d one",
+                    "publicationDeclare s d one: there"}));
+}
+
+TEST(Differences, APublishedDirectoryKeepsItsFilters) {
+   // An entity follows its group.
+   EXPECT_EQ(republished([](PublishGroupConfiguration& group) { group.systemFilter = ""; }),
+             (Texts{"publicationWithdraw s d many", "publishGroupFiltersIs s d: ,",
+                    "publicationDeclare s d many: all"}));
+}
+
 TEST(Differences, OperationsLeadFromAnyConfigurationToAnyOther) {
    std::mt19937 random(20);
    RandomConfiguration make(random);
+   RandomPublications publish(random);
    unsigned const rounds = std::getenv("GANTRY_TEST_LONG") != nullptr ? 20000 : 500;
    for (unsigned round = 0; round < rounds && !testing::Test::HasFailure(); ++round) {
       LiveModel live;
       Configuration before = empty();
       for (unsigned step = 0; step < 6; ++step) {
-         Configuration const after = make.make();
+         Configuration after = make.make();
+         publish.addTo(after);
          for (Operation const& each : differences(before, after).operations) {
             SCOPED_TRACE(each.text());
             if (each.kind == OperationKind::serviceIs && live.services.contains(each.owner)) {
