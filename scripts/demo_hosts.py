@@ -1,7 +1,7 @@
 """Shows Gantry on live kernel state: four Linux hosts serve their interfaces, a controller mounts
 from them what two services declare, a link goes down, a host is killed and comes back, a host
-changes the versions that it offers, and a file of declarations is edited; with the times that it
-took.
+changes the versions that it offers, a file of declarations is edited, and what it publishes comes
+back from the kernels of the hosts; with the times that it took.
 
 Installs and builds what it needs, asks nothing, ends by itself and cleans up after itself. Each
 host is a network namespace where that is possible (root, or an unprivileged user namespace), else
@@ -40,6 +40,7 @@ class Demo:
         self.controller = self.watch = None
         self.file = os.path.join(logs, "controller.json")
         self.pod = LEAVES[:3]
+        self.wishes = {leaf: {} for leaf in LEAVES}
 
     def measured(self, what, seconds):
         self.times.append((what, seconds))
@@ -59,7 +60,9 @@ class Demo:
     def serve(self, leaf):
         command = self.program("gantry-switch", "--sysname", leaf, "--system-id", IDS[leaf],
                                "--listen", self.network.listen(leaf), "--sample", "0.5",
-                               "--services-file", self.offers(leaf))
+                               "--services-file", self.offers(leaf),
+                               "--controller", self.network.controller(leaf),
+                               *(["--apply"] if leaf in self.network.wishes else []))
         host = Process(leaf, self.network.host(leaf, command), self.logs)
         self.hosts[leaf] = host
         line = host.line(time.monotonic() + PATIENCE, "the line that says where it serves")
@@ -80,7 +83,12 @@ class Demo:
                 "systemFilters": {"pod": self.pod},
                 "mountGroups": {"links": {
                     "systemFilter": "pod", "preserveMountsOnDisconnect": True,
-                    "mounts": {"linux/interface": {"type": "Linux::InterfaceDir"}}}}},
+                    "mounts": {"linux/interface": {"type": "Linux::InterfaceDir"}}}},
+                "publishGroups": {"desired": {"directories": {"config/interfaces": {
+                    "remotePath": "interfaces",
+                    "systems": {leaf: {name: {"type": "Linux::InterfaceConfig", "values": values}
+                                       for name, values in wishes.items()}
+                                for leaf, wishes in self.wishes.items()}}}}}},
             "inventory": {
                 "versions": "1-2",
                 "versionFilters": {"new": "2"},
@@ -88,7 +96,8 @@ class Demo:
                     "versionFilter": "new",
                     "mounts": {"linux/host": {"type": "Linux::Host"}}}}}}
         with open(self.file, "w", encoding="utf-8") as file:
-            json.dump({"system": {"id": "02:00:00:00:00:ff"},
+            json.dump({"system": {"id": "02:00:00:00:00:ff",
+                                  "listen": self.network.controller_listens},
                        "timing": {"reconnectRetries": 0, "retryInterval": 0.1},
                        "switches": switches, "services": services}, file, indent=3)
 
@@ -153,6 +162,8 @@ class Demo:
         self.killing()
         self.version()
         self.filter()
+        self.publishing()
+        self.refusing()
         self.ending()
 
     def mounting(self):
@@ -166,6 +177,7 @@ class Demo:
             "gantry-controller", "--config", self.file, "--json", "--inspect", "127.0.0.1:0"),
             self.logs)
         self.controller = Events(process, self.controlled)
+        process.line(time.monotonic() + PATIENCE, "where it serves")
         self.inspected = process.line(time.monotonic() + PATIENCE, "its state").rsplit(" ", 1)[1]
         event = self.all_mounted()
         self.measured("from the start of the program to seven live mounts", event["time"] - began)
@@ -255,8 +267,50 @@ class Demo:
         if any(state != "mountStateMounted" for state in self.mounts.values()):
             self.all_mounted()
 
+    def publishing(self):
+        wishes = ", ".join(f"{leaf}'s {name} with {attribute} {value}"
+                           for leaf, names in self.network.wishes.items()
+                           for name, values in names.items()
+                           for attribute, value in values.items())
+        if not wishes:
+            headline("8. Nothing is published to be applied: there is no right to change a link")
+            return
+        headline(f"8. The file publishes to the switches: {wishes}")
+        applied = {"adminState": ("adminUp", False), "mtu": ("mtu", 1400)}
+        waiting = {(f"{IDS[leaf]}/interface/{name}", *applied[attribute]): f"{leaf}/{name}"
+                   for leaf, names in self.network.wishes.items()
+                   for name, values in names.items() for attribute in values}
+        self.watch.waiting()
+        self.wishes = {**self.wishes, **self.network.wishes}
+        self.declare()
+        began = time.time()
+        self.controller.process.signal(signal.SIGHUP)
+        while waiting:
+            event = self.watch.next(
+                lambda e: e["event"] == "changed"
+                and (e["path"], e["attribute"], e["value"]) in waiting,
+                f"{', '.join(waiting.values())} to come back as wished")
+            key = (event["path"], event["attribute"], event["value"])
+            self.measured(f"from the file through the kernel of {waiting.pop(key)} and back",
+                          event["time"] - began)
+
+    def refusing(self):
+        headline("9. leaf1 asks the controller for what is published to leaf2, and for its own")
+        for leaf, status in (("leaf2", 1), ("leaf1", 0)):
+            asked = subprocess.run(
+                self.network.host("leaf1", self.program(
+                    "gantry-mount", "--peer", f"controller={self.network.controller('leaf1')}",
+                    "--system-id", IDS["leaf1"], "--path", f"config/interfaces/{IDS[leaf]}",
+                    "--type", "Fen::Dir", "--once")),
+                capture_output=True, text=True, timeout=PATIENCE)
+            if asked.returncode != status:
+                raise Failed(f"leaf1 asked for what is published to {leaf}: status "
+                             f"{asked.returncode}, {asked.stdout}{asked.stderr}")
+            text = asked.stderr.strip() if status else "granted"
+            say(f"   config/interfaces/{IDS[leaf]}: {text}")
+
     def ending(self):
-        headline("8. Everything ends")
+        headline("10. Everything ends")
         for process in [self.watch.process, self.controller.process, *self.hosts.values()]:
             if process.stop() != 0:
                 raise Failed(f"{process.name} ended with status {process.process.returncode}")

@@ -1,5 +1,6 @@
 """Where the hosts of the demo live: in network namespaces, or beside each other in one."""
 
+import socket
 import subprocess
 
 LEAVES = ["leaf1", "leaf2", "leaf3", "leaf4"]
@@ -50,6 +51,13 @@ class Namespaces:
     def listen(self, leaf):
         return f"10.9.{LEAVES.index(leaf) + 1}.2:9001"
 
+    def controller(self, leaf):
+        return f"10.9.{LEAVES.index(leaf) + 1}.1:9000"
+
+    controller_listens = "0.0.0.0:9000"
+    # What the controller wishes later on, by leaf, interface and attribute.
+    wishes = {"leaf1": {"eth1": {"adminState": "down"}}, "leaf2": {"eth1": {"mtu": 1400}}}
+
     def link_is(self, state):
         self.inside("leaf1", "ip", "link", "set", "eth1", state)
 
@@ -84,8 +92,17 @@ class OneNamespace:
             self.link, self.what = "lo", "traffic over lo (no right to switch a link off)"
             self.down = self.up = ("rxPackets", None)
 
+        with socket.create_server(("127.0.0.1", 0)) as free:
+            self.controller_listens = f"127.0.0.1:{free.getsockname()[1]}"
+        # Both ends of the link that was made belong to this one host; nothing else is touched.
+        self.wishes = {"leaf1": {"gantry-demo": {"adminState": "down"},
+                                 "gantry-demo-2": {"mtu": 1400}}} if self.made else {}
+
     def host(self, _, command):
         return command
+
+    def controller(self, _):
+        return self.controller_listens
 
     def listen(self, leaf):
         return f"127.0.0.1:{self.ports.get(leaf, 0)}"

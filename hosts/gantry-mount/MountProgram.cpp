@@ -8,6 +8,8 @@
 #include <hosts/support/Agent.fen.h>
 #include <hosts/support/Program.h>
 
+#include <gantry/runtime/cairn/TcpConfig.h>
+
 #include <unistd.h>
 
 #include <algorithm>
@@ -28,6 +30,7 @@ struct Options {
    std::vector<std::string> columns;
    bool json = false;
    bool once = false;
+   std::string systemId;
    TraceOptions traces;
 };
 
@@ -62,6 +65,9 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
    app.add_option("--retry-interval", options.retryInterval,
                   "Seconds from a failed attempt to the next one")
       ->capture_default_str();
+   app.add_option(
+      "--system-id", options.systemId,
+      "Say that this is that system: a controller shows to each what is published to it");
    options.traces.addTo(app);
    return parse(app, argc, argv);
 }
@@ -86,6 +92,12 @@ std::vector<Peer> peersOf(Options const& options) {
 }
 
 void requireSensible(Options const& options) {
+   if (!options.systemId.empty() &&
+       Controller::SystemId(Fen::String8(options.systemId)) == Controller::SystemId()) {
+      throw UserError("--system-id: '" + options.systemId +
+                      "' is no system id; give six pairs of hexadecimal digits with colons "
+                      "between, not all zero");
+   }
    if (options.wish.path.find_first_not_of('/') == std::string::npos) {
       throw UserError("--path: give the path of an entity, such as linux/interface");
    }
@@ -195,6 +207,7 @@ int mountRun(int argc, char const* const* argv) {
    }
    std::vector<Peer> const peers = peersOf(options);
    requireSensible(options);
+   Cairn::tcpConfig().localSystemId = Controller::SystemId(Fen::String8(options.systemId));
    options.traces.apply();
    StopSignals signals;
    if (options.once) {

@@ -14,7 +14,7 @@ namespace Host {
 
 namespace {
 
-constexpr double retryInterval = 1.0;
+constexpr double retryInterval = 0.25;
 /// Where a controller keeps the records; the record of a system is called by its id.
 constexpr char const* recordsPath = "published/system/";
 
