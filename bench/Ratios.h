@@ -34,6 +34,8 @@ struct Slope {
    /// In order of size.
    std::vector<Point> points;
    double goal;
+   /// The times are of one thing each of as many as the size says; what grows is all together.
+   bool timesAreEach = false;
 };
 
 /// Keeps every run's time. Of repeated runs it prints what sums them up.
@@ -81,9 +83,12 @@ inline double exponent(Slope const& slope, KeepingReporter const& reporter) {
    double xx = 0;
    double xy = 0;
    for (std::size_t i = slope.points.size() - count; i < slope.points.size(); ++i) {
-      double const time = reporter.median(slope.points[i].of);
+      double time = reporter.median(slope.points[i].of);
       if (time <= 0) {
          return 0;
+      }
+      if (slope.timesAreEach) {
+         time *= slope.points[i].size;
       }
       double const logSize = std::log(slope.points[i].size);
       x += logSize;
