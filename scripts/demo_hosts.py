@@ -37,6 +37,7 @@ class Demo:
         self.programs, self.network, self.logs = programs, network, logs
         self.hosts, self.endpoints, self.times = {}, {}, []
         self.versions, self.mounts, self.oper_states = {}, {}, {}
+        self.first_mounts = {}
         self.controller = self.watch = None
         self.file = os.path.join(logs, "controller.json")
         self.pod = LEAVES[:3]
@@ -71,16 +72,16 @@ class Demo:
         if isinstance(self.network, OneNamespace):
             self.network.ports[leaf] = self.endpoints[leaf].rsplit(":", 1)[1]
 
-    def declare(self):
-        """Writes the controller's file."""
+    def declare(self, file=None, leaves=LEAVES):
+        """Writes a controller's file, of the one that runs unless another is given."""
         switches = {}
-        for leaf, endpoint in self.endpoints.items():
+        for leaf, endpoint in ((leaf, self.endpoints[leaf]) for leaf in leaves):
             address, port = endpoint.rsplit(":", 1)
             switches[leaf] = {"id": IDS[leaf], "address": address, "port": int(port)}
         services = {
             "fabric": {
                 "versions": "2-3",
-                "systemFilters": {"pod": self.pod},
+                "systemFilters": {"pod": [leaf for leaf in self.pod if leaf in leaves]},
                 "mountGroups": {"links": {
                     "systemFilter": "pod", "preserveMountsOnDisconnect": True,
                     "mounts": {"linux/interface": {"type": "Linux::InterfaceDir"}}}},
@@ -88,18 +89,19 @@ class Demo:
                     "remotePath": "interfaces",
                     "systems": {leaf: {name: {"type": "Linux::InterfaceConfig", "values": values}
                                        for name, values in wishes.items()}
-                                for leaf, wishes in self.wishes.items()}}}}}},
+                                for leaf, wishes in self.wishes.items() if leaf in leaves}}}}}},
             "inventory": {
                 "versions": "1-2",
                 "versionFilters": {"new": "2"},
                 "mountGroups": {"hosts": {
                     "versionFilter": "new",
                     "mounts": {"linux/host": {"type": "Linux::Host"}}}}}}
-        with open(self.file, "w", encoding="utf-8") as file:
+        # The peers have settled when no new one has come for three heartbeat intervals.
+        timing = {"reconnectRetries": 0, "retryInterval": 0.1, "heartbeatInterval": 0.5}
+        with open(file or self.file, "w", encoding="utf-8") as written:
             json.dump({"system": {"id": "02:00:00:00:00:ff",
-                                  "listen": self.network.controller_listens},
-                       "timing": {"reconnectRetries": 0, "retryInterval": 0.1},
-                       "switches": switches, "services": services}, file, indent=3)
+                                  "listen": self.network.controller_listens}, "timing": timing,
+                       "switches": switches, "services": services}, written, indent=3)
 
     # ---- what they say -----------------------------------------------------------------------
 
@@ -109,6 +111,8 @@ class Demo:
             self.versions[event["service"], event["switch"]] = event.get("version", 0)
         elif event["event"] == "mount":
             self.mounts[event["service"], event["switch"]] = event["state"]
+        elif event["event"] == "initialMounts":
+            self.first_mounts[f"{event['service']}/{event['group']}"] = event
 
     def watched(self, event):
         """Notes what the watch of the mounted trees says."""
@@ -127,6 +131,21 @@ class Demo:
         while any(self.mounts.get(key) != "mountStateMounted" for key in wanted):
             event = self.controller.next(lambda e: e["event"] == "mount", "the mounts")
         return event
+
+    def first_round(self, began):
+        """When each group's first full set of mounts was final, and how each switch got there."""
+        while len(self.first_mounts) < len(OFFERS):
+            self.controller.next(lambda e: e["event"] == "initialMounts", "the first full round")
+        for group, event in sorted(self.first_mounts.items()):
+            outcomes = {}
+            for each in event["switches"]:
+                outcomes.setdefault(each["outcome"], []).append(each["switch"])
+            how = "; ".join(f"{outcome} {', '.join(leaves)}"
+                            for outcome, leaves in outcomes.items())
+            if not set(outcomes) <= {"mounted", "skipped"}:
+                raise Failed(f"the first mounts of {group} ended with {how}")
+            say(f"   {group}: {how}")
+            self.measured(f"to the first mounts of {group} being final", event["time"] - began)
 
     def changes(self, began, attribute, values):
         """The link's change in every mounted tree that has to show it."""
@@ -174,14 +193,17 @@ class Demo:
         self.declare()
         began = time.time()
         process = Process("controller", self.program(
-            "gantry-controller", "--config", self.file, "--json", "--inspect", "127.0.0.1:0"),
-            self.logs)
+            "gantry-controller", "--config", self.file, "--json", "--inspect", "127.0.0.1:0",
+            "--wait-initial", str(PATIENCE)), self.logs)
         self.controller = Events(process, self.controlled)
         process.line(time.monotonic() + PATIENCE, "where it serves")
         self.inspected = process.line(time.monotonic() + PATIENCE, "its state").rsplit(" ", 1)[1]
         event = self.all_mounted()
         self.measured("from the start of the program to seven live mounts", event["time"] - began)
         self.show_status()
+        say()
+        say("   the peers have settled when no new one has come for 1.5 s; then, by group,")
+        self.first_round(began)
         self.watch = Events(Process("watch", self.reading(LINKS, "Fen::Dir", "--json"), self.logs),
                             self.watched)
         # The kernel may take its time to notice that a new link has a carrier.
@@ -218,6 +240,7 @@ class Demo:
         if last.returncode != 0 or "lo" not in last.stdout.split():
             raise Failed(f"the last known tree of leaf2: {last.stderr.strip()}")
         say("   the last known tree of leaf2 is still readable")
+        self.missing("leaf2")
 
         headline("5. leaf2 is started again (it is tried every 0.1 s)")
         self.watch.waiting()
@@ -238,6 +261,20 @@ class Demo:
                and "/address/" not in e["path"] for e in seen):
             raise Failed("interfaces of leaf2 were replaced, not adopted")
         say("   its interfaces are the same entities as before")
+
+    def missing(self, leaf):
+        """A second controller that waits for nobody but a switch that is not there."""
+        file = os.path.join(self.logs, "missing.json")
+        self.declare(file, [leaf])
+        ended = subprocess.run(self.program("gantry-controller", "--config", file,
+                                            "--wait-initial", "0.5", "--once"),
+                               capture_output=True, text=True, timeout=PATIENCE)
+        said = [line.partition(": ")[2] for line in ended.stderr.splitlines()]
+        if ended.returncode != 3 or not any(f"waiting: {leaf} (" in line for line in said):
+            raise Failed(f"a wait for {leaf} ended with {ended.returncode}: {ended.stderr.strip()}")
+        say(f"   another controller, that waits 0.5 s for {leaf} alone, ends with status 3:")
+        for line in said[1:]:
+            say(f"      {line}")
 
     def version(self):
         headline("6. leaf3 no longer speaks version 2 of inventory, and then does again")

@@ -13,8 +13,10 @@ namespace Host {
 
 namespace {
 
-/// So many intervals without a word, and a peer is gone.
+/// So many intervals without a word, and a peer is gone. How often peers say something is theirs to
+/// choose, so this side's own interval does not make it less patient than what they go by.
 constexpr double silentHeartbeats = 3.0;
+constexpr double shortestSilence = 15.0;
 /// A machine may come to rest without an event: so often, in seconds, the end looks for itself.
 constexpr double lookInterval = 0.1;
 
@@ -30,7 +32,7 @@ Configuration nothingYet(Configuration const& configuration) {
 
 void heartbeatIntervalIs(double seconds) {
    Cairn::tcpConfig().heartbeatInterval = seconds;
-   Cairn::tcpConfig().silenceLimit = silentHeartbeats * seconds;
+   Cairn::tcpConfig().silenceLimit = std::max(silentHeartbeats * seconds, shortestSilence);
 }
 
 ControllerHost::ControllerHost(Configuration const& configuration, bool accepts)
@@ -41,7 +43,10 @@ ControllerHost::ControllerHost(Configuration const& configuration, bool accepts)
      negotiation_(entities_.clients, board_),
      switches_(entities_, negotiation_, board_, configuration.timing, configuration.system.id,
                accepts),
-     declarations_(entities_), publications_(entities_) {
+     declarations_(entities_), publications_(entities_),
+     initialMounts_(
+        entities_.initialMachine(), [this] { return board_.knownSwitches(); }, board_) {
+   board_.initialRowsAre([this] { return initialMounts_.rows(); });
    heartbeatIntervalIs(configuration.timing.heartbeatInterval);
    Cairn::tcpConfig().localName = Fen::String8(configuration.system.name);
    Cairn::tcpConfig().localSystemId = configuration.system.id;
@@ -77,6 +82,7 @@ std::size_t ControllerHost::configurationIs(Configuration const& configuration) 
       apply(each);
    }
    configuration_ = configuration;
+   initialMounts_.changed();
    return all.operations.size();
 }
 
@@ -113,6 +119,7 @@ void ControllerHost::apply(Operation const& operation) {
       declarations_.apply(operation);
       publications_.apply(operation);
       board_.serviceIs(declarations_.status(operation.owner));
+      initialMounts_.serviceIs(declarations_.status(operation.owner));
       break;
    default:
       declarations_.apply(operation);

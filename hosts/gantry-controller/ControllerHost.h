@@ -6,6 +6,7 @@
 
 #include <hosts/gantry-controller/Declarations.h>
 #include <hosts/gantry-controller/Entities.h>
+#include <hosts/gantry-controller/InitialMounts.h>
 #include <hosts/gantry-controller/Negotiation.h>
 #include <hosts/gantry-controller/Publications.h>
 #include <hosts/gantry-controller/StatusBoard.h>
@@ -29,6 +30,7 @@ class ControllerHost {
 
    StatusBoard const& board() const { return board_; }
    Entities const& entities() const { return entities_; }
+   InitialMounts& initialMounts() { return initialMounts_; }
    /// Null when the controller does not serve.
    Fen::Ptr<Cairn::Server> const& server() const { return server_; }
    /// For what is shown from now on.
@@ -56,6 +58,7 @@ class ControllerHost {
    Switches switches_;
    Declarations declarations_;
    Publications publications_;
+   InitialMounts initialMounts_;
    Fen::Ptr<Cairn::Server> server_;
 };
 

@@ -3,6 +3,7 @@
 #include <hosts/gantry-controller/ConfigurationReader.h>
 #include <hosts/gantry-controller/ControllerHost.h>
 #include <hosts/gantry-controller/ControllerProgram.h>
+#include <hosts/gantry-controller/InitialWait.h>
 
 #include <hosts/linux/Types.h>
 #include <hosts/support/Program.h>
@@ -11,6 +12,7 @@
 
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace Host {
@@ -18,6 +20,7 @@ namespace Host {
 namespace {
 
 constexpr int exitUserError = 2;
+constexpr int exitNotComplete = 3;
 /// How long the end waits for mounts to end.
 constexpr double closingSeconds = 5.0;
 
@@ -26,6 +29,8 @@ struct Options {
    bool accepts = false;
    bool json = false;
    bool checksOnly = false;
+   std::optional<double> waitSeconds;
+   bool once = false;
    std::string inspect;
    TraceOptions traces;
 };
@@ -43,6 +48,12 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
    app.add_option(
       "--inspect", options.inspect,
       "Serve the whole state, read-only, to everybody who reaches this address and port");
+   CLI::Option* const wait =
+      app.add_option("--wait-initial", options.waitSeconds,
+                     "Wait at most so many seconds for the first full round of mounts; exit status "
+                     "3 when it is not complete by then")
+         ->check(CLI::Range(0.0, 86400.0));
+   app.add_flag("--once", options.once, "End when that wait has ended")->needs(wait);
    options.traces.addTo(app);
    return parse(app, argc, argv);
 }
@@ -61,12 +72,13 @@ Fen::Ptr<Cairn::Server> inspection(Options const& options, std::string const& na
 }
 
 std::unique_ptr<StatusOutput> outputOf(Options const& options, StatusBoard const& board) {
-   return options.json                 ? jsonOutput()
-          : isatty(STDOUT_FILENO) != 0 ? tableOutput(board)
-                                       : lineOutput();
+   return options.json                                  ? jsonOutput()
+          : isatty(STDOUT_FILENO) != 0 && !options.once ? tableOutput(board)
+                                                        : lineOutput();
 }
 
-void control(Options const& options, Configuration const& configuration) {
+/// Returns the exit status.
+int control(Options const& options, Configuration const& configuration) {
    StopSignals const signals;
    ControllerHost host(configuration, options.accepts);
    if (host.server()) {
@@ -78,9 +90,23 @@ void control(Options const& options, Configuration const& configuration) {
    host.outputIs(output.get());
    ReloadSignal const reload([&] { host.configurationRead(options.file); });
    host.configurationIs(configuration);
+   std::optional<InitialWait> wait;
+   if (options.waitSeconds) {
+      wait.emplace(host.initialMounts(), *options.waitSeconds, std::cerr, [&] {
+         if (options.once) {
+            Fen::ActivityLoop::instance().stop();
+         }
+      });
+   }
    Fen::ActivityLoop::instance().run();
+   bool const isMet = !wait || wait->isMet();
+   wait.reset();
+   if (options.once) {
+      host.outputIs(nullptr); // the end of what was shown is nobody's concern
+   }
    host.close(closingSeconds);
    host.outputIs(nullptr);
+   return isMet ? 0 : exitNotComplete;
 }
 
 } // namespace
@@ -97,7 +123,7 @@ int controllerRun(int argc, char const* const* argv) {
          return 0;
       }
       options.traces.apply();
-      control(options, configuration);
+      return control(options, configuration);
    } catch (ConfigurationError const& error) {
       // Lines that an editor can follow: nothing stands in front of the file's name.
       std::cerr << error.what() << std::endl;

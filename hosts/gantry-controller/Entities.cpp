@@ -61,9 +61,12 @@ Entities::Entities(Fen::Ptr<Fen::Dir> const& root, TimingConfiguration const& ti
    serviceMachine_ =
       Controller::serviceConfigDirSmFactory(mountConfigDir, mountStatusDir, publishConfigDir,
                                             publishStatusDir, publishedMounts, mountsRegistry);
+   initialMachine_ = Controller::initialMountSmFactory(mountConfigDir, mountStatusDir, heartbeat,
+                                                       registeredSwitches, peerTable);
 }
 
 Entities::~Entities() {
+   initialMachine_ = nullptr;
    serviceMachine_ = nullptr;
    registryMachine_ = nullptr;
 }

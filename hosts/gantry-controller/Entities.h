@@ -10,6 +10,7 @@
 
 #include <gantry/common/HeartbeatConfig.fen.h>
 #include <gantry/common/PeerTable.fen.h>
+#include <gantry/initial/InitialMountSm.fen.h>
 #include <gantry/registry/MountsRegistrySm.fen.h>
 #include <gantry/service/ServiceConfigDirSm.fen.h>
 
@@ -39,6 +40,7 @@ class Entities {
    Fen::Ptr<Fen::Dir> const clients;
    /// Under "registry".
    Fen::Ptr<ControllerRegistration::ControllerStatus> const controllerStatus;
+   /// The switches that have been reached, whether they are in order or not.
    Fen::Ptr<Controller::PeerTable> const peerTable;
    Fen::Ptr<Controller::Heartbeat::Config> const heartbeat;
    /// At "published".
@@ -50,6 +52,8 @@ class Entities {
    Fen::Ptr<Controller::MountsRegistrySm> const& registryMachine() const {
       return registryMachine_;
    }
+   /// Decides when the first full round of mounts is over.
+   Fen::Ptr<Controller::InitialMountSm> const& initialMachine() const { return initialMachine_; }
 
    /// Why the mount of a path from a system has failed; empty when it has not.
    std::string failureReason(Fen::Name path, Controller::SystemId system) const;
@@ -59,6 +63,7 @@ class Entities {
  private:
    Fen::Ptr<Controller::MountsRegistrySm> registryMachine_;
    Fen::Ptr<Controller::ServiceConfigDirSm> serviceMachine_;
+   Fen::Ptr<Controller::InitialMountSm> initialMachine_;
 };
 
 } // namespace Host

@@ -158,6 +158,30 @@ void StatusBoard::handleRefusal(std::string const& peer, std::string const& reas
    }
 }
 
+void StatusBoard::handleInitialMounts(InitialRow const& row) {
+   if (output_ != nullptr) {
+      output_->initialMounts(row);
+   }
+}
+
+void StatusBoard::handleInitialMountsChanged() {
+   if (output_ != nullptr) {
+      output_->initialMountsChanged();
+   }
+}
+
+std::vector<InitialMounts::Known> StatusBoard::knownSwitches() const {
+   std::vector<InitialMounts::Known> result;
+   for (auto const& [name, row] : switches_) {
+      // Where a switch is being reached is its reason then, and says nothing about its state.
+      bool const tells = row.state != switchStateName(SwitchState::connecting);
+      result.push_back({name, Controller::SystemId(Fen::String8(row.system)),
+                        row.state + (tells && !row.reason.empty() ? ": " + row.reason : ""),
+                        row.state == switchStateName(SwitchState::registered)});
+   }
+   return result;
+}
+
 void StatusBoard::configurationRead(std::size_t operations, std::string const& fault) {
    lastNote_ = fault.empty() ? "the file was read again: " + std::to_string(operations) +
                                   (operations == 1 ? " change" : " changes")
@@ -185,6 +209,13 @@ std::string StatusBoard::tables(std::size_t width) const {
    for (auto const& [key, row] : mounts_) {
       rows.push_back({plainText(row.service), plainText(nameOf(row.system)), plainText(row.group),
                       plainText(row.path), row.state, clockText(row.since), plainText(row.reason)});
+   }
+   text += "\n" + textTable(rows, width, 5);
+   rows = {{"SERVICE", "GROUP", "FIRST MOUNTS", "SINCE", "SWITCHES"}};
+   for (InitialRow const& row : initialRows_ ? initialRows_() : std::vector<InitialRow>()) {
+      rows.push_back({plainText(row.service), plainText(row.group), initialPhaseText(row.phase),
+                      row.finished != 0.0 ? clockText(row.finished) : "",
+                      plainText(row.switchesText())});
    }
    text += "\n" + textTable(rows, width, 5);
    return lastNote_.empty() ? text : text + "\n" + plainText(lastNote_) + "\n";

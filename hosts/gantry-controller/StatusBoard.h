@@ -6,6 +6,7 @@
 /// changed.
 #pragma once
 
+#include <hosts/gantry-controller/InitialMounts.h>
 #include <hosts/gantry-controller/Negotiation.h>
 #include <hosts/gantry-controller/Switches.h>
 #include <hosts/support/TreeWatch.h>
@@ -64,6 +65,10 @@ class StatusOutput {
    /// `isGone` when there is nothing to negotiate any more.
    virtual void service(ServiceRow const& row, bool isGone) = 0;
    virtual void refusal(std::string const& peer, std::string const& reason) = 0;
+   /// A mount group has finished its first round.
+   virtual void initialMounts(InitialRow const& row) = 0;
+   /// What the others wait for may have changed.
+   virtual void initialMountsChanged() = 0;
    /// The file has been read again: how many operations that led to, or what is wrong.
    virtual void configuration(std::size_t operations, std::string const& fault) = 0;
 };
@@ -73,7 +78,9 @@ std::unique_ptr<StatusOutput> lineOutput();
 /// Tables that are drawn again in place; the board must live longer.
 std::unique_ptr<StatusOutput> tableOutput(StatusBoard const& board);
 
-class StatusBoard : public Negotiation::Listener, public Switches::Listener {
+class StatusBoard : public Negotiation::Listener,
+                    public Switches::Listener,
+                    public InitialMounts::Listener {
  public:
    using Reason = std::function<std::string(Fen::Name path, Controller::SystemId system)>;
 
@@ -86,12 +93,20 @@ class StatusBoard : public Negotiation::Listener, public Switches::Listener {
    /// Watches the mounts of a service; once for each.
    void serviceIs(Fen::Ptr<Controller::ServiceMountStatus> const& status);
    void configurationRead(std::size_t operations, std::string const& fault);
+   /// Where the rows of the first round of mounts come from.
+   void initialRowsAre(std::function<std::vector<InitialRow>()> rows) {
+      initialRows_ = std::move(rows);
+   }
+   /// All switches but those that are gone.
+   std::vector<InitialMounts::Known> knownSwitches() const;
 
    void handleNegotiated(Controller::SystemId system, std::string const& service,
                          NegotiationOutcome const* outcome) override;
    void handleSwitch(std::string const& name, Controller::SystemId system, SwitchState state,
                      std::string const& reason) override;
    void handleRefusal(std::string const& peer, std::string const& reason) override;
+   void handleInitialMounts(InitialRow const& row) override;
+   void handleInitialMountsChanged() override;
 
    /// All rows as tables, cut to `width` columns, 0 for no limit.
    std::string tables(std::size_t width) const;
@@ -106,6 +121,7 @@ class StatusBoard : public Negotiation::Listener, public Switches::Listener {
    std::string nameOf(std::string const& system) const;
 
    Reason const reason_;
+   std::function<std::vector<InitialRow>()> initialRows_;
    StatusOutput* output_ = nullptr;
    std::map<MountKey, MountRow> mounts_;
    std::map<std::string, SwitchRow> switches_;

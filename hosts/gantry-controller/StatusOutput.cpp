@@ -49,6 +49,17 @@ class JsonOutput : public StatusOutput {
    void refusal(std::string const& peer, std::string const& reason) override {
       line(secondsSinceEpoch(), "refused", {{"peer", peer}, {"reason", reason}});
    }
+   void initialMounts(InitialRow const& row) override {
+      std::string switches;
+      for (InitialSwitch const& each : row.switches) {
+         switches += (switches.empty() ? "" : ",") + ("{\"switch\":" + jsonText(each.name)) +
+                     ",\"outcome\":" + jsonText(each.outcome) +
+                     (each.detail.empty() ? "" : ",\"detail\":" + jsonText(each.detail)) + "}";
+      }
+      line(row.finished, "initialMounts", {{"service", row.service}, {"group", row.group}},
+           ",\"switches\":[" + switches + "]");
+   }
+   void initialMountsChanged() override {}
    void configuration(std::size_t operations, std::string const& fault) override {
       line(secondsSinceEpoch(), "configuration", {},
            fault.empty() ? ",\"changes\":" + std::to_string(operations)
@@ -89,6 +100,11 @@ class LineOutput : public StatusOutput {
    void refusal(std::string const& peer, std::string const& reason) override {
       begin() << "refused: " << plainText(peer) << ": " << plainText(reason) << std::endl;
    }
+   void initialMounts(InitialRow const& row) override {
+      begin() << plainText(row.service) << "/" << plainText(row.group)
+              << ": first mounts complete: " << plainText(row.switchesText()) << std::endl;
+   }
+   void initialMountsChanged() override {}
    void configuration(std::size_t operations, std::string const& fault) override {
       if (fault.empty()) {
          begin() << "the file was read again, changes: " << operations << std::endl;
@@ -123,6 +139,8 @@ class TableOutput : public StatusOutput {
    void knownSwitch(SwitchRow const&) override { screen_.changed(); }
    void service(ServiceRow const&, bool) override { screen_.changed(); }
    void refusal(std::string const&, std::string const&) override { screen_.changed(); }
+   void initialMounts(InitialRow const&) override { screen_.changed(); }
+   void initialMountsChanged() override { screen_.changed(); }
    void configuration(std::size_t, std::string const&) override { screen_.changed(); }
 
  private:

@@ -34,6 +34,8 @@ class Switches::Switch final : private SteadyMount::User {
    /// What its announcement says now; the mount must be there.
    Statement statement() const;
 
+   /// It is in the table of peers: its announcement is here.
+   bool isReached = false;
    bool isRegistered = false;
    /// Connections over which it makes itself known.
    unsigned knocks = 0;

@@ -143,6 +143,7 @@ void Switches::switchDel(std::string const& name) {
    switches_.erase(found);
    bySystem_.erase(one->place().id);
    registeredIs(*one, false);
+   reachedIs(*one, false);
    Controller::SystemId const system = one->place().id;
    entities_.controllerStatus->switchConfigIs(system, nullptr);
    entities_.controllerStatus->switchStatusIs(system, nullptr);
@@ -160,6 +161,7 @@ void Switches::close() {
    closed_ = true;
    for (auto const& [name, one] : switches_) {
       registeredIs(*one, false);
+      reachedIs(*one, false);
    }
 }
 
@@ -177,14 +179,26 @@ void Switches::registeredIs(Switch& one, bool registered) {
       std::uint32_t const generation = record.config->registrationGenId() + 1;
       record.config->registrationGenIdIs(generation);
       record.status->registrationGenIdIs(generation);
-      entities_.peerTable->peerIs(system, true);
       entities_.controllerStatus->registeredSwitchIs(system, true);
    } else {
       // The key stays, with false: what is kept of the switch's mounts is found by it when the
       // services no longer want it.
       entities_.controllerStatus->registeredSwitchIs(system, false);
       negotiation_.offersDel(system);
-      entities_.peerTable->peerDel(system);
+   }
+}
+
+/// A peer is there from before it is registered until after it no longer is. One that is there and
+/// not in order is what the first round of mounts waits for, for a while.
+void Switches::reachedIs(Switch& one, bool reached) {
+   if (one.isReached == reached) {
+      return;
+   }
+   one.isReached = reached;
+   if (reached) {
+      entities_.peerTable->peerIs(one.place().id, true);
+   } else {
+      entities_.peerTable->peerDel(one.place().id);
    }
 }
 
@@ -205,6 +219,7 @@ void Switches::settle() {
       SwitchState state = SwitchState::registered;
       std::string reason;
       if (one.mountState() == Controller::mountStateMounted) {
+         reachedIs(one, true);
          Switch::Statement const statement = one.statement();
          reason = statement.fault;
          if (reason.empty()) {
@@ -222,6 +237,7 @@ void Switches::settle() {
          state = SwitchState::lost;
          reason = one.reason();
          registeredIs(one, false);
+         reachedIs(one, false);
          if (one.isAccepted() && one.knocks == 0) {
             switchDel(name);
             continue;

@@ -79,6 +79,7 @@ class Switches {
    Record& recordOf(Controller::SystemId system);
    void settleLater(std::string const& name);
    void settle();
+   void reachedIs(Switch& one, bool reached);
    void registeredIs(Switch& one, bool registered);
    void refused(std::string const& peer, std::string const& reason, char const* counter);
 

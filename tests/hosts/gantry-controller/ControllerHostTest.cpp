@@ -45,6 +45,10 @@ class RecordingOutput : public StatusOutput {
    void refusal(std::string const& peer, std::string const& reason) override {
       lines.push_back("refused " + peer + ": " + reason);
    }
+   void initialMounts(InitialRow const& row) override {
+      lines.push_back("first " + row.service + "/" + row.group + " " + row.switchesText());
+   }
+   void initialMountsChanged() override {}
    void configuration(std::size_t operations, std::string const& fault) override {
       lines.push_back("configuration " + std::to_string(operations) + fault);
    }
@@ -694,6 +698,49 @@ TEST_F(RandomHostTest, EverybodyGetsWhatIsDeclared) {
       check();
       happened.clear();
    }
+}
+
+// ---- the first round of mounts -----------------------------------------------------------------
+
+TEST_F(ControllerHostTest, TheFirstRoundTellsWhoIsMissingAndWhoIsNotInOrder) {
+   declareSwitches(3);
+   declareService("s", "p");
+   fleet->switches["leaf2"].id = id(9);
+   fleet->switches["leaf3"].isUp = false;
+   start();
+   time.advance(14.0);
+   InitialRow row = host->initialMounts().rows().at(0);
+   EXPECT_EQ(row.phase, InitialPhase::peers);
+   std::string const leaf2 =
+      "leaf2 (refused: it says that it is system " + id(9) + ", not " + id(2) + ")";
+   std::string const leaf3 = "leaf3 (lost: the switch is down)";
+   EXPECT_EQ(row.switchesText(), "waiting: leaf1 (registered), " + leaf2 + ", " + leaf3);
+   time.advance(2.0); // three intervals between heartbeats are over
+   row = host->initialMounts().rows().at(0);
+   EXPECT_EQ(row.phase, InitialPhase::registration);
+   EXPECT_EQ(row.switchesText(), "waiting: " + leaf2 + "; mounted: leaf1; missing: " + leaf3);
+   std::string const tables = host->board().tables(0);
+   EXPECT_NE(tables.find("waiting for registration"), std::string::npos) << tables;
+   time.advance(240.0);
+   EXPECT_TRUE(
+      output.has("first s/g mounted: leaf1; unregistered: " + leaf2 + "; missing: " + leaf3))
+      << output.text();
+   EXPECT_TRUE(host->initialMounts().isComplete());
+}
+
+TEST_F(ControllerHostTest, ASwitchThatIsPutInOrderEndsTheFirstRound) {
+   declareSwitches(2);
+   declareService("s", "p");
+   fleet->switches["leaf2"].id = id(9);
+   start();
+   time.advance(20.0);
+   EXPECT_FALSE(host->initialMounts().isComplete());
+   fleet->switches["leaf2"].id = id(2);
+   fleet->offersChanged("leaf2");
+   settle();
+   EXPECT_TRUE(host->initialMounts().isComplete());
+   EXPECT_NE(output.text().find("first s/g mounted: leaf1"), std::string::npos) << output.text();
+   EXPECT_EQ(output.text().find("unregistered"), std::string::npos) << output.text();
 }
 
 } // namespace

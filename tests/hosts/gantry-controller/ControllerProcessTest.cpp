@@ -1,75 +1,12 @@
 // gantry-controller and switches as processes on the loopback: the road of a mount from its
 // declaration to its state and back, and everything that can go wrong on it.
 
-#include "../ChildProgram.h"
-
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
+#include "ControllerFixture.h"
 
 namespace HostTest {
 namespace {
 
-std::string id(unsigned number) { return "02:00:00:00:00:0" + std::to_string(number); }
-
-std::string endpointPort(std::string const& endpoint) {
-   return endpoint.substr(endpoint.find(':') + 1);
-}
-
-/// A switch with an id, and the member that names it in the controller's file.
-std::unique_ptr<Switch> leaf(unsigned number, std::vector<std::string> more) {
-   more.insert(more.end(), {"--system-id", id(number), "--sample", "100"});
-   return std::make_unique<Switch>("leaf" + std::to_string(number), std::move(more));
-}
-
-std::string place(unsigned number, std::string const& endpoint) {
-   return "\"leaf" + std::to_string(number) + "\":{\"id\":\"" + id(number) +
-          "\",\"address\":\"127.0.0.1\",\"port\":" + endpointPort(endpoint) + "}";
-}
-
-class ControllerProcessTest : public testing::Test {
- protected:
-   ControllerProcessTest()
-      : file(testing::TempDir() + "gantry-controller-" + std::to_string(getpid()) + ".json") {}
-   ~ControllerProcessTest() override { std::filesystem::remove(file); }
-
-   void write(std::string const& switches, std::string const& services,
-              std::string const& more = "") {
-      std::ofstream(file) << "{\"system\":{\"id\":\"02:00:00:00:00:ff\"" << more
-                          << "},\"timing\":{\"reconnectRetries\":0,\"retryInterval\":0.05},"
-                             "\"switches\":{"
-                          << switches << "},\"services\":{" << services << "}}";
-   }
-   std::unique_ptr<ChildProgram> start(std::vector<std::string> more = {"--json"}) {
-      more.insert(more.begin(), {"--config", file});
-      return std::make_unique<ChildProgram>("gantry-controller", more);
-   }
-   /// What the program writes to standard error, with its exit status before it.
-   std::string refusal(std::vector<std::string> arguments) {
-      ChildProgram child("gantry-controller", std::move(arguments), true);
-      std::string const text = child.rest();
-      return std::to_string(child.status()) + " " + text;
-   }
-
-   std::string const file;
-};
-
-/// A service with one group that mounts the host's description.
-std::string service(std::string const& name, std::string const& versions,
-                    std::string const& filters, std::string const& group,
-                    std::string const& mount = R"("linux/host":{"type":"Linux::Host"})") {
-   return "\"" + name + "\":{\"versions\":\"" + versions + "\"," + filters +
-          "\"mountGroups\":{\"g\":{" + group + "\"mounts\":{" + mount + "}}}}";
-}
-
-std::vector<std::string> mountOf(unsigned number, std::string const& state) {
-   return {"\"event\":\"mount\"", "\"switch\":\"leaf" + std::to_string(number) + "\"",
-           "\"state\":\"" + state + "\""};
-}
+class ControllerProcessTest : public ControllerFixture {};
 
 TEST_F(ControllerProcessTest, MountsWhatIsDeclaredAndEndsCleanly) {
    auto const one = leaf(1, {"--service", "fabric=1-3"});
