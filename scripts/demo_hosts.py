@@ -98,10 +98,12 @@ class Demo:
                     "mounts": {"linux/host": {"type": "Linux::Host"}}}}}}
         # The peers have settled when no new one has come for three heartbeat intervals.
         timing = {"reconnectRetries": 0, "retryInterval": 0.1, "heartbeatInterval": 0.5}
+        system = {"id": "02:00:00:00:00:ff"}
+        if file is None:
+            system["listen"] = self.network.controller_listens
         with open(file or self.file, "w", encoding="utf-8") as written:
-            json.dump({"system": {"id": "02:00:00:00:00:ff",
-                                  "listen": self.network.controller_listens}, "timing": timing,
-                       "switches": switches, "services": services}, written, indent=3)
+            json.dump({"system": system, "timing": timing, "switches": switches,
+                       "services": services}, written, indent=3)
 
     # ---- what they say -----------------------------------------------------------------------
 
