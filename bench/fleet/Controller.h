@@ -93,9 +93,24 @@ class Controlling {
       }
       return count;
    }
+   bool isMounted(unsigned number, std::string const& path) const {
+      auto const mount = mountStatus(number, path);
+      return mount && mount->mountState() == Controller::mountStateMounted;
+   }
+   /// What is mounted there, by the place that the status tells; null before.
+   Fen::Ptr<Fen::Entity> mounted(unsigned number, std::string const& path) const {
+      auto const mount = mountStatus(number, path);
+      return mount ? Fen::Entity::entity(Fen::EntityUriPath(mount->mountedPath()), root_)
+                   : Fen::Ptr<Fen::Entity>();
+   }
    Fen::Ptr<Controller::MountsRegistrySm> const& machine() const { return machine_; }
 
  private:
+   Fen::Ptr<Controller::MountStatus> mountStatus(unsigned number, std::string const& path) const {
+      auto const system = status_->systemStatus(id(number).stringValue());
+      auto const group = system ? system->serviceMountGroupStatus(groupName) : nullptr;
+      return group ? group->mountStatus(Fen::Name(path)) : nullptr;
+   }
    Fen::Ptr<Controller::ServiceVersionStatusV1> versionStatus(Fen::Name client) {
       auto services = Fen::ptrCast<Controller::ServiceStatusDir>(clients_->entityPtr(client));
       if (!services) {
