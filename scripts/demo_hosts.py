@@ -345,8 +345,9 @@ class Demo:
             if asked.returncode != status:
                 raise Failed(f"leaf1 asked for what is published to {leaf}: status "
                              f"{asked.returncode}, {asked.stdout}{asked.stderr}")
-            text = asked.stderr.strip() if status else "granted"
-            say(f"   config/interfaces/{IDS[leaf]}: {text}")
+            refusal = asked.stderr.strip().rsplit("failed: ", 1)[-1]
+            say(f"   refused: {refusal}" if status
+                else f"   granted: config/interfaces/{IDS[leaf]}")
 
     def ending(self):
         headline("10. Everything ends")
