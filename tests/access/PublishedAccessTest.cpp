@@ -157,6 +157,27 @@ TEST_F(PublishedAccessTest, APeerMountsWhatIsPublishedToIt) {
    EXPECT_EQ(client.status(), Cairn::mountStatusSuccess) << client.reason();
 }
 
+TEST_F(PublishedAccessTest, NobodyWritesWhatIsPublished) {
+   server->writableIs(true);
+   Want asked = wanted("config/leaf1");
+   asked.flags = "rw";
+   Client client(asked);
+   ASSERT_TRUE(client.ends());
+   ASSERT_EQ(client.status(), Cairn::mountStatusSuccess) << client.reason();
+   auto const copy =
+      Fen::ptrCast<Fen::Dir>(Fen::Entity::entity(Fen::EntityUriPath(Fen::String8(asked.target))));
+   copy->entityPtrIs(Fen::dirFactory("intruder"));
+   Want later = wanted("published/system/02:00:00:00:00:01", "Controller::SystemPublishedMount");
+   later.target = "/mnt/record";
+   Client other(later);
+   auto const config = Fen::ptrCast<Fen::Dir>(served->entityPtr("config"));
+   auto const part = Fen::ptrCast<Fen::Dir>(config->entityPtr("leaf1"));
+   // What was asked for later on the same connection is answered, so the write would have come.
+   ASSERT_TRUE(other.ends());
+   EXPECT_FALSE(part->entityPtr("intruder"));
+   EXPECT_TRUE(part->entityPtr("below"));
+}
+
 TEST_F(PublishedAccessTest, APeerLearnsItsPathsFromItsOwnRecord) {
    Want asked = wanted("published/system/02:00:00:00:00:01", "Controller::SystemPublishedMount");
    Client client(asked);

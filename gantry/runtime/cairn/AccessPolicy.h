@@ -32,6 +32,8 @@ class GANTRY_EXPORT Permit : public Fen::PtrInterface {
       ~User() = default;
    };
 
+   /// Whether the peer may write what it mounts, where the server lets anybody write.
+   virtual bool isForWriting() const { return false; }
    void userIs(User* user) { user_ = user; }
    /// Takes the permission back; the mount ends before this returns. A second call does nothing.
    void withdraw(Fen::String8 const& reason);

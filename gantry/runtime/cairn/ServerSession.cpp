@@ -178,7 +178,7 @@ void ServerSession::takeRequest(std::uint32_t number, MountRequest const& reques
       return;
    }
    bool const asked = request.flags.view().find('w') != std::string_view::npos;
-   bool const writable = asked && user_->servedWritable();
+   bool const writable = asked && user_->servedWritable() && (!permit || permit->isForWriting());
    FEN_TRACE(cairnTrace(), 5,
              "ServerSession::takeRequest: " << peer() << ": " << request.path << ": granted");
    mount->permitIs(permit);
