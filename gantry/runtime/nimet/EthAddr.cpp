@@ -25,10 +25,13 @@ constexpr int digitValue(char digit) {
    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
+/// Two digits for each byte and a colon, which the last one has not.
+constexpr std::size_t step = 3;
+constexpr std::size_t textLength = std::tuple_size_v<EthAddr::Bytes> * step - 1;
+
 /// Reads "02:00:00:00:00:01"; false for anything else.
 bool readBytes(std::string_view text, EthAddr::Bytes& bytes) {
-   constexpr std::size_t step = 3;
-   if (text.size() != bytes.size() * step - 1) {
+   if (text.size() != textLength) {
       return false;
    }
    for (std::size_t i = 0; i < bytes.size(); ++i) {
@@ -58,8 +61,18 @@ bool EthAddr::isStringValue(Fen::String8 const& text) {
 }
 
 Fen::String8 EthAddr::stringValue() const {
-   Bytes const b = bytes();
-   return Fen::format("%02x:%02x:%02x:%02x:%02x:%02x", b[0], b[1], b[2], b[3], b[4], b[5]);
+   // By hand: evaluations of connections make this text by the million, as a key.
+   constexpr std::string_view digits = "0123456789abcdef";
+   std::array<char, textLength> text{};
+   std::size_t at = 0;
+   for (std::uint8_t const byte : bytes()) {
+      if (at != 0) {
+         text[at++] = ':';
+      }
+      text[at++] = digits[byte >> 4];
+      text[at++] = digits[byte & 15];
+   }
+   return Fen::String8(std::string_view(text.data(), text.size()));
 }
 
 EthAddr::Bytes EthAddr::bytes() const { return std::bit_cast<Bytes>(word_); }
