@@ -35,7 +35,9 @@ void MountsRegistryEntrySm::updateMounterStatus(Fen::Ptr<Mounter> const& mounter
    FEN_TRACE(gantryTrace(), 8,
              "MountsRegistryEntrySm::updateMounterStatus " << mounter->serviceName() << " "
                                                            << connectionId << " " << state);
-   Fen::String8 const connection = connectionId.stringValue();
+   MountsRegistrySm* const registry = mountsRegistrySm();
+   Fen::String8 const connection =
+      registry != nullptr ? registry->connectionText(connectionId) : connectionId.stringValue();
    auto const serviceMountStatus = mounter->serviceMountStatus();
    FEN_ASSERT(serviceMountStatus, "serviceMountStatus");
    if (state != mountStateUnmounted && mounterIsInterestedInConnection(mounter, connection)) {

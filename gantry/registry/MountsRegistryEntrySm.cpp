@@ -103,7 +103,7 @@ void MountsRegistryEntrySm::handleSwitchConnection(SystemId const& connectionId)
    }
    auto const switchConfig = status->switchConfig(connectionId);
    FEN_ASSERT(switchConfig, "switchConfig");
-   Fen::String8 const connection = connectionId.stringValue();
+   Fen::String8 const connection = mountsRegistrySm()->connectionText(connectionId);
    if (switchConfig->connectionConfig() && canMountFromConnection(connection)) {
       doConnectSwitch(connectionId);
       return;

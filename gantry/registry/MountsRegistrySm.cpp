@@ -134,6 +134,14 @@ void MountsRegistrySm::handleSwitchConnection(SystemId const& connectionId) {
    }
 }
 
+Fen::String8 MountsRegistrySm::connectionText(SystemId const& connectionId) {
+   if (text_.empty() || textOf_ != connectionId) {
+      textOf_ = connectionId;
+      text_ = connectionId.stringValue();
+   }
+   return text_;
+}
+
 // ---- clients -----------------------------------------------------------------------------------
 
 void MountsRegistrySm::handleClientStatus() {
