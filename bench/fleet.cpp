@@ -9,7 +9,8 @@
 ///    refilter_ns    and until each mount of the fleet is in its final state again
 ///
 /// Unqualified rows tell the evaluation of one path and connection that does not qualify: since
-/// nothing has been negotiated, since no filter lets it in, or since the switch is not registered.
+/// nothing has been negotiated, since a filter of systems or one of versions keeps it out, or since
+/// the switch is not registered.
 /// Behind the table stand the goals, how the time of all mounts grows with the switches as an
 /// exponent (1 is in proportion), and the curve over the paths of a group, which rises: each state
 /// of a mount is rolled up by a walk over the paths of its group. Times are of the processor.
@@ -66,7 +67,7 @@ double availableBytes() {
    return 0;
 }
 
-enum class Gate { open, noVersion, filtered, unregistered };
+enum class Gate { open, noVersion, bySystem, byVersion, unregistered };
 
 /// Time, a mount client and a controller that knows so many switches. Nothing is declared.
 class Fleet {
@@ -84,12 +85,13 @@ class Fleet {
       }
       auto const group = controller_->group();
       versions_ = controller_->config()->versionFilterIs("versions");
-      versions_->includedServiceVersionIs(1, true);
-      group->versionFilterIs(versions_);
-      if (gate == Gate::filtered) {
+      versions_->includedServiceVersionIs(gate == Gate::byVersion ? 2 : 1, true);
+      if (gate == Gate::bySystem) {
          auto const systems = controller_->config()->systemFilterIs("systems");
          systems->includedSystemIs("nobody", true);
          group->systemFilterIs(systems);
+      } else {
+         group->versionFilterIs(versions_);
       }
       settle();
    }
@@ -273,8 +275,9 @@ int main(int argc, char** argv) {
       char const* name;
       Gate gate;
    };
-   for (Kind const& kind : {Kind{"NoVersion", Gate::noVersion}, Kind{"Filtered", Gate::filtered},
-                            Kind{"Unregistered", Gate::unregistered}}) {
+   for (Kind const& kind :
+        {Kind{"NoVersion", Gate::noVersion}, Kind{"BySystem", Gate::bySystem},
+         Kind{"ByVersion", Gate::byVersion}, Kind{"Unregistered", Gate::unregistered}}) {
       for (unsigned const switches : switchCounts) {
          Size const size{switches, 10};
          std::string const name = "Unqualified" + std::string(kind.name) + "/" + size.name();
