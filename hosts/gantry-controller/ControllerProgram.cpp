@@ -5,6 +5,7 @@
 #include <hosts/gantry-controller/ControllerProgram.h>
 #include <hosts/gantry-controller/InitialWait.h>
 
+#include <hosts/control/ControlServer.h>
 #include <hosts/linux/Types.h>
 #include <hosts/support/Program.h>
 
@@ -32,6 +33,7 @@ struct Options {
    std::optional<double> waitSeconds;
    bool once = false;
    std::string inspect;
+   std::string control;
    TraceOptions traces;
 };
 
@@ -48,6 +50,8 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
    app.add_option(
       "--inspect", options.inspect,
       "Serve the whole state, read-only, to everybody who reaches this address and port");
+   app.add_option("--control", options.control,
+                  "Path of a socket at which 'gantry' looks at this host, for this user alone");
    CLI::Option* const wait =
       app.add_option("--wait-initial", options.waitSeconds,
                      "Wait at most so many seconds for the first full round of mounts; exit status "
@@ -56,6 +60,26 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
    app.add_flag("--once", options.once, "End when that wait has ended")->needs(wait);
    options.traces.addTo(app);
    return parse(app, argc, argv);
+}
+
+/// Whether the machines write what is at a path, or a switch does.
+bool isReadOnly(ControllerHost const& host, std::string_view path) {
+   for (std::string_view const each :
+        {"/mounts", "/switches", "/clients", "/services/mountStatus", "/services/publishStatus",
+         "/registry/controllerStatus", "/registry/peerTable", "/published", "/agent"}) {
+      if (isBelow(path, each)) {
+         return true;
+      }
+   }
+   // Mounts stand wherever the file wants them.
+   for (auto entry = host.entities().mountsRegistry->mountEntryIterator(); entry; ++entry) {
+      std::string target(entry->targetPath().view());
+      target = target.empty() || target.front() == '/' ? target : "/" + target;
+      if (!entry->targetPath().empty() && isBelow(path, target)) {
+         return true;
+      }
+   }
+   return false;
 }
 
 /// Where the whole state is served; null when nobody asked.
@@ -69,6 +93,16 @@ Fen::Ptr<Cairn::Server> inspection(Options const& options, std::string const& na
    std::cout << "state of " << name << " on " << endpoint.address << ":" << server->port()
              << std::endl;
    return server;
+}
+
+/// Where 'gantry' asks; null when nobody wants that.
+std::unique_ptr<ControlServer> controlServer(Options const& options, ControllerHost const& host) {
+   if (options.control.empty()) {
+      return nullptr;
+   }
+   return std::make_unique<ControlServer>(
+      options.control,
+      ControlPolicy{[&host](std::string_view path) { return isReadOnly(host, path); }, nullptr});
 }
 
 std::unique_ptr<StatusOutput> outputOf(Options const& options, StatusBoard const& board) {
@@ -90,6 +124,7 @@ int control(Options const& options, Configuration const& configuration) {
    host.outputIs(output.get());
    ReloadSignal const reload([&] { host.configurationRead(options.file); });
    host.configurationIs(configuration);
+   std::unique_ptr<ControlServer> const tool = controlServer(options, host);
    std::optional<InitialWait> wait;
    if (options.waitSeconds) {
       wait.emplace(host.initialMounts(), *options.waitSeconds, std::cerr, [&] {

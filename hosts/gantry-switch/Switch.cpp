@@ -6,6 +6,7 @@
 #include <hosts/gantry-switch/InterfaceWishes.h>
 #include <hosts/gantry-switch/PublishedMounts.h>
 
+#include <hosts/control/ControlServer.h>
 #include <hosts/linux/Collector.h>
 #include <hosts/linux/HostModel.h>
 #include <hosts/support/Program.h>
@@ -40,6 +41,7 @@ struct Options {
    std::string servicesFile;
    std::string systemId;
    std::string controller;
+   std::string control;
    bool apply = false;
    TraceOptions traces;
 };
@@ -72,6 +74,8 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
                   "A controller to make oneself known to, as [NAME=]ADDRESS[:PORT]");
    app.add_flag("--apply", options.apply,
                 "Set this host's interfaces as the controller's published wishes say");
+   app.add_option("--control", options.control,
+                  "Path of a socket at which 'gantry' looks at this host, for this user alone");
    options.traces.addTo(app);
    if (!parse(app, argc, argv)) {
       return false;
@@ -127,6 +131,16 @@ void offersRead(Options const& options, AgentEntity& agent) {
    }
 }
 
+/// All that is in the tree of a switch comes from its kernel, from its controller or from its
+/// options.
+ControlPolicy controlPolicy() {
+   return {[](std::string_view path) {
+              return isBelow(path, "/linux") || isBelow(path, "/agent") ||
+                     isBelow(path, "/controllers");
+           },
+           nullptr};
+}
+
 /// Serves until a signal ends the loop.
 void serve(Options const& options, Endpoint const& endpoint,
            std::optional<ControllerPlace> const& controller, AgentEntity& agent,
@@ -140,8 +154,6 @@ void serve(Options const& options, Endpoint const& endpoint,
    Cairn::tcpConfig().localName = Fen::String8(options.sysname);
    Cairn::tcpConfig().localSystemId = id;
    Cairn::tcpConfig().localServingPort = server->port();
-   std::cout << "serving " << options.sysname << " on " << endpoint.address << ":" << server->port()
-             << std::endl;
    std::unique_ptr<InterfaceWishes> wishes;
    if (options.apply) {
       wishes = std::make_unique<InterfaceWishes>(model.interfaces(), model.directory());
@@ -155,6 +167,12 @@ void serve(Options const& options, Endpoint const& endpoint,
          }
       });
    }
+   std::unique_ptr<ControlServer> control;
+   if (!options.control.empty()) {
+      control = std::make_unique<ControlServer>(options.control, controlPolicy());
+   }
+   std::cout << "serving " << options.sysname << " on " << endpoint.address << ":" << server->port()
+             << std::endl;
    Fen::ActivityLoop::instance().run();
 }
 

@@ -1,0 +1,150 @@
+// Command line of gantry: each command is one request, its answer printed as text or JSON.
+
+#include <hosts/gantry/AnswerText.h>
+#include <hosts/gantry/HostConnection.h>
+#include <hosts/gantry/ToolProgram.h>
+
+#include <hosts/support/Program.h>
+#include <hosts/support/ValueText.h>
+
+#include <iostream>
+#include <string>
+
+namespace Host {
+
+namespace {
+
+using AnswerPrinter = std::string (*)(Json const& answer);
+
+struct Options {
+   std::string control;
+   bool json = false;
+   std::string path;
+   std::string value;
+   std::string name;
+   unsigned depth = 0;
+   bool prometheus = false;
+};
+
+/// What is to be done once the command line has been read.
+struct Work {
+   Json request;
+   AnswerPrinter printer = nullptr;
+   bool isStream = false;
+};
+
+CLI::App* commandAdd(CLI::App& app, Options& options, char const* name, char const* text,
+                     char const* example) {
+   CLI::App* const command = app.add_subcommand(name, text);
+   command->footer(std::string("Example: ") + example);
+   command->add_flag("--json", options.json, "The host's answer as one line of JSON");
+   return command;
+}
+
+void readersAdd(CLI::App& app, Options& options, Work& work) {
+   CLI::App* const tree = commandAdd(app, options, "tree", "The entities below a path",
+                                     "gantry tree /linux/interface --depth 1");
+   tree->add_option("PATH", options.path, "Where to begin, the root by default");
+   CLI::Option const* const depth =
+      tree->add_option("--depth", options.depth, "How many levels below the path");
+   tree->callback([&options, &work, depth] {
+      work = {{{"command", "tree"}, {"path", options.path.empty() ? "/" : options.path}},
+              &treeText};
+      if (depth->count() > 0) {
+         work.request["depth"] = options.depth;
+      }
+   });
+   CLI::App* const get = commandAdd(app, options, "get", "The attributes of an entity, or one",
+                                    "gantry get /linux/host.hostName");
+   get->add_option("PATH", options.path, "PATH, PATH.ATTRIBUTE or PATH.ATTRIBUTE[KEY]")->required();
+   get->callback([&options, &work] {
+      work = {{{"command", "get"}, {"path", options.path}}, &valuesText};
+   });
+   CLI::App* const watch =
+      commandAdd(app, options, "watch", "What is at a path and below, and each change of it",
+                 "gantry watch /linux/interface");
+   watch->add_option("PATH", options.path, "The entity, the root by default");
+   watch->callback([&options, &work] {
+      work = {{{"command", "watch"}, {"path", options.path.empty() ? "/" : options.path}},
+              &eventText,
+              true};
+   });
+}
+
+void othersAdd(CLI::App& app, Options& options, Work& work) {
+   CLI::App* const set =
+      commandAdd(app, options, "set", "Store a value, given in its text form; text needs no quotes",
+                 "gantry set /registry/x.enabled True");
+   set->add_option("PATH", options.path, "PATH.ATTRIBUTE or PATH.ATTRIBUTE[KEY]")->required();
+   set->add_option("VALUE", options.value, "The new value")->required();
+   set->callback([&options, &work] {
+      work = {{{"command", "set"}, {"path", options.path}, {"value", options.value}}, &valuesText};
+   });
+   CLI::App* const types = commandAdd(app, options, "types", "The host's types, or one of them",
+                                      "gantry types Fen::Dir");
+   types->add_option("NAME", options.name, "The full name of a type");
+   types->callback([&options, &work] {
+      work = {{{"command", "types"}, {"name", options.name}}, &typesText};
+   });
+   CLI::App* const stats =
+      commandAdd(app, options, "stats", "Counters of the host", "gantry stats --prometheus");
+   stats->add_flag("--prometheus", options.prometheus, "The text format of Prometheus");
+   stats->callback([&options, &work] {
+      work = {{{"command", "stats"}}, options.prometheus ? &prometheusText : &numbersText};
+   });
+}
+
+void print(Options const& options, Work const& work, Json const& answer) {
+   std::cout << (options.json ? answer.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"
+                              : work.printer(answer))
+             << std::flush;
+}
+
+void carryOut(Options const& options, Work const& work) {
+   HostConnection host(options.control);
+   Json const answer = host.ask(work.request);
+   if (!work.isStream) {
+      print(options, work, answer);
+      return;
+   }
+   // Ends with the host, with an interrupt, or when nobody reads any more.
+   while (std::cout) {
+      print(options, work, host.next());
+   }
+}
+
+int failed(std::string const& text, int status) {
+   std::cerr << "gantry: " << plainText(text) << std::endl;
+   return status;
+}
+
+} // namespace
+
+int toolRun(int argc, char const* const* argv) {
+   CLI::App app("Looks at a running gantry-switch or gantry-controller, and drives it.", "gantry");
+   Options options;
+   Work work;
+   app.require_subcommand(1);
+   app.fallthrough();
+   app.add_option("--control", options.control, "The socket that the host was started with")
+      ->envname("GANTRY_CONTROL")
+      ->required();
+   app.footer("Exit status: 0 done, 1 refused by the host, 2 wrong command line, 3 no host.");
+   readersAdd(app, options, work);
+   othersAdd(app, options, work);
+   try {
+      if (!parse(app, argc, argv)) {
+         return toolDone;
+      }
+      carryOut(options, work);
+   } catch (UserError const& error) {
+      return failed(error.what(), toolUsage);
+   } catch (RefusedError const& error) {
+      return failed(error.what(), toolRefused);
+   } catch (NoHostError const& error) {
+      return failed(error.what(), toolNoHost);
+   }
+   return toolDone;
+}
+
+} // namespace Host
