@@ -4,6 +4,7 @@
 #include <hosts/gantry-controller/ControllerHost.h>
 #include <hosts/gantry-controller/ControllerProgram.h>
 #include <hosts/gantry-controller/InitialWait.h>
+#include <hosts/gantry-controller/StatusAnswers.h>
 
 #include <hosts/control/ControlServer.h>
 #include <hosts/linux/Types.h>
@@ -100,9 +101,12 @@ std::unique_ptr<ControlServer> controlServer(Options const& options, ControllerH
    if (options.control.empty()) {
       return nullptr;
    }
-   return std::make_unique<ControlServer>(
+   auto server = std::make_unique<ControlServer>(
       options.control,
-      ControlPolicy{[&host](std::string_view path) { return isReadOnly(host, path); }, nullptr});
+      ControlPolicy{[&host](std::string_view path) { return isReadOnly(host, path); },
+                    [&host](Json& numbers) { mountNumbers(host, numbers); }});
+   controllerCommandsAre(server->commands(), host);
+   return server;
 }
 
 std::unique_ptr<StatusOutput> outputOf(Options const& options, StatusBoard const& board) {

@@ -82,6 +82,8 @@ class StatusBoard : public Negotiation::Listener,
                     public Switches::Listener,
                     public InitialMounts::Listener {
  public:
+   /// Service, system, group and path.
+   using MountKey = std::tuple<std::string, std::string, std::string, std::string>;
    using Reason = std::function<std::string(Fen::Name path, Controller::SystemId system)>;
 
    /// `reason` says why a mount has failed.
@@ -108,13 +110,18 @@ class StatusBoard : public Negotiation::Listener,
    void handleInitialMounts(InitialRow const& row) override;
    void handleInitialMountsChanged() override;
 
+   /// The rows, by service, system, group and path; by name; by service and system.
+   std::map<MountKey, MountRow> const& mounts() const { return mounts_; }
+   std::map<std::string, SwitchRow> const& switches() const { return switches_; }
+   std::map<std::pair<std::string, std::string>, ServiceRow> const& services() const {
+      return services_;
+   }
+
    /// All rows as tables, cut to `width` columns, 0 for no limit.
    std::string tables(std::size_t width) const;
 
  private:
    class ServiceWatch;
-   /// Service, system, group and path.
-   using MountKey = std::tuple<std::string, std::string, std::string, std::string>;
 
    MountKey mountIs(std::string const& service, Controller::MountStatus const& status);
    void mountDel(MountKey const& key);

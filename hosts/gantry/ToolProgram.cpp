@@ -2,17 +2,24 @@
 
 #include <hosts/gantry/AnswerText.h>
 #include <hosts/gantry/HostConnection.h>
+#include <hosts/gantry/StatusText.h>
 #include <hosts/gantry/ToolProgram.h>
 
 #include <hosts/support/Program.h>
 #include <hosts/support/ValueText.h>
 
+#include <unistd.h>
+
+#include <chrono>
 #include <iostream>
 #include <string>
+#include <thread>
 
 namespace Host {
 
 namespace {
+
+constexpr char const* clearScreen = "\033[H\033[2J";
 
 using AnswerPrinter = std::string (*)(Json const& answer);
 
@@ -24,6 +31,9 @@ struct Options {
    std::string name;
    unsigned depth = 0;
    bool prometheus = false;
+   std::string service;
+   std::string system;
+   bool watches = false;
 };
 
 /// What is to be done once the command line has been read.
@@ -31,6 +41,8 @@ struct Work {
    Json request;
    AnswerPrinter printer = nullptr;
    bool isStream = false;
+   /// Ask again and again, and print what has changed.
+   bool isRepeated = false;
 };
 
 CLI::App* commandAdd(CLI::App& app, Options& options, char const* name, char const* text,
@@ -94,14 +106,56 @@ void othersAdd(CLI::App& app, Options& options, Work& work) {
    });
 }
 
+void controllerAdd(CLI::App& app, Options& options, Work& work) {
+   CLI::App* const status =
+      commandAdd(app, options, "status", "What a controller mounts, with the sums at the top",
+                 "gantry status --watch");
+   status->add_flag("--watch", options.watches, "Again each second in which something has changed");
+   status->callback([&options, &work] {
+      work = {{{"command", "status"}}, &statusText, false, options.watches};
+   });
+   CLI::App* const explain =
+      commandAdd(app, options, "explain", "Why a path is or is not mounted from a switch",
+                 "gantry explain fabric linux/interface leaf1");
+   explain->add_option("SERVICE", options.service, "The service that wants it")->required();
+   explain->add_option("PATH", options.path, "The path on the switch")->required();
+   explain->add_option("SYSTEM", options.system, "The switch, by name or system id")->required();
+   explain->callback([&options, &work] {
+      work = {{{"command", "explain"},
+               {"service", options.service},
+               {"path", options.path},
+               {"system", options.system}},
+              &explanationText};
+   });
+}
+
 void print(Options const& options, Work const& work, Json const& answer) {
    std::cout << (options.json ? answer.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"
                               : work.printer(answer))
              << std::flush;
 }
 
+/// Until the host ends, an interrupt comes, or nobody reads any more.
+void repeat(HostConnection& host, Options const& options, Work const& work) {
+   bool const isScreen = isatty(STDOUT_FILENO) != 0 && !options.json;
+   Json shown;
+   while (std::cout) {
+      Json const answer = host.ask(work.request);
+      if (answer != shown) {
+         std::cout << (isScreen ? clearScreen : "");
+         print(options, work, answer);
+         shown = answer;
+      }
+      std::this_thread::sleep_for(std::chrono::seconds(1));
+   }
+}
+
 void carryOut(Options const& options, Work const& work) {
    HostConnection host(options.control);
+   if (work.isRepeated) {
+      repeat(host, options, work);
+      return;
+   }
    Json const answer = host.ask(work.request);
    if (!work.isStream) {
       print(options, work, answer);
@@ -132,6 +186,7 @@ int toolRun(int argc, char const* const* argv) {
    app.footer("Exit status: 0 done, 1 refused by the host, 2 wrong command line, 3 no host.");
    readersAdd(app, options, work);
    othersAdd(app, options, work);
+   controllerAdd(app, options, work);
    try {
       if (!parse(app, argc, argv)) {
          return toolDone;
