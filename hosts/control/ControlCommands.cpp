@@ -4,8 +4,13 @@
 
 #include <gantry/runtime/fen/Counters.h>
 #include <gantry/runtime/fen/Exception.h>
+#include <gantry/runtime/ringscribe/TraceFile.h>
 
 #include <nlohmann/json.hpp>
+
+#include <unistd.h>
+
+#include <filesystem>
 
 namespace Host {
 
@@ -48,6 +53,16 @@ char const* hintOf(Fen::Exception const& refusal) {
    }
 }
 
+/// The process and the file of its ring trace.
+Json hostOf() {
+   Json json{{"pid", ::getpid()}};
+   auto const& ring = RingScribe::theTraceFile;
+   // Absolute: whoever asks may stand in another directory.
+   json["ring"] =
+      ring ? Json(std::filesystem::absolute(std::string(ring->path().view())).string()) : Json();
+   return json;
+}
+
 } // namespace
 
 bool isBelow(std::string_view path, std::string_view place) {
@@ -83,6 +98,7 @@ ControlCommands::ControlCommands(ControlPolicy policy) : policy_(std::move(polic
    commandIs("get", [this](Json const& request) { return get(request); });
    commandIs("set", [this](Json const& request) { return set(request); });
    commandIs("types", [this](Json const& request) { return types(request); });
+   commandIs("host", [](Json const&) { return hostOf(); });
    commandIs("stats", [this](Json const&) { return statistics(); });
 }
 

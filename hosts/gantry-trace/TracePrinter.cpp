@@ -86,7 +86,16 @@ void TracePrinter::print() {
    }
 }
 
+bool TracePrinter::isWanted(RingScribe::TraceMessage const& message) const {
+   std::string_view const name = message.file.substr(message.file.rfind('/') + 1);
+   return options_.machine.empty() || name.starts_with(options_.machine) ||
+          message.text.find(options_.machine) != std::string::npos;
+}
+
 void TracePrinter::append(RingScribe::TraceMessage const& message) {
+   if (!isWanted(message)) {
+      return;
+   }
    timeText_.append(buffer_, message.wallNanoseconds);
    buffer_ += ' ';
    if (options_.location) {

@@ -18,6 +18,8 @@ struct Options {
    /// Prints the place of each message's site.
    bool location = false;
    bool utc = false;
+   /// Only messages of sites in files whose names begin so, or whose text has it; empty for all.
+   std::string machine;
 };
 
 /// Wall-clock time as text, "YYYY-MM-DD HH:MM:SS.nnnnnnnnn"; keeps the text of the last second.
@@ -46,6 +48,7 @@ class TracePrinter {
    /// Prints what is new.
    void print();
    void append(RingScribe::TraceMessage const& message);
+   bool isWanted(RingScribe::TraceMessage const& message) const;
    void flush();
    /// Waits a moment. Returns false when the output has been closed.
    bool wait() const;

@@ -16,6 +16,8 @@ int main(int argc, char** argv) {
    app.add_flag("-f,--follow", options.follow,
                 "Go on with new messages, also when the file is replaced, until interrupted");
    app.add_flag("-l,--location", options.location, "Print where in the source each message stands");
+   app.add_option("--machine", options.machine,
+                  "Only messages of files whose names begin so, or that have it in their text");
    app.add_flag("-u,--utc", options.utc, "Print times in UTC instead of local time");
    try {
       app.parse(argc, argv);

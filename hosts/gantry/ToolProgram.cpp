@@ -5,6 +5,7 @@
 #include <hosts/gantry/StatusText.h>
 #include <hosts/gantry/ToolProgram.h>
 
+#include <hosts/gantry-trace/TracePrinter.h>
 #include <hosts/support/Program.h>
 #include <hosts/support/ValueText.h>
 
@@ -34,6 +35,7 @@ struct Options {
    std::string service;
    std::string system;
    bool watches = false;
+   TraceTool::Options trace;
 };
 
 /// What is to be done once the command line has been read.
@@ -43,6 +45,8 @@ struct Work {
    bool isStream = false;
    /// Ask again and again, and print what has changed.
    bool isRepeated = false;
+   /// Read the file that the answer names.
+   bool isTrace = false;
 };
 
 CLI::App* commandAdd(CLI::App& app, Options& options, char const* name, char const* text,
@@ -135,6 +139,35 @@ void print(Options const& options, Work const& work, Json const& answer) {
              << std::flush;
 }
 
+void traceAdd(CLI::App& app, Options& options, Work& work) {
+   CLI::App* const trace = commandAdd(app, options, "trace", "The ring trace of the running host",
+                                      "gantry trace -f --machine MountSm");
+   trace->add_flag("-f,--follow", options.trace.follow,
+                   "Go on with new messages until interrupted");
+   trace->add_option("--machine", options.trace.machine,
+                     "Only messages of files whose names begin so, or that have it in their text");
+   trace->callback([&work] { work = {{{"command", "host"}}, nullptr, false, false, true}; });
+}
+
+/// With --json only where the file is: its messages are text.
+void traceShow(Options const& options, Json const& answer) {
+   std::string const file = memberOf(answer, "ring");
+   if (file.empty()) {
+      throw RefusedError("this host writes no ring trace; start it with --ring FILE");
+   }
+   if (options.json) {
+      std::cout << answer.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
+      return;
+   }
+   TraceTool::Options trace = options.trace;
+   trace.file = file;
+   try {
+      TraceTool::TracePrinter(trace).run();
+   } catch (RingScribe::TraceReadError const& error) {
+      throw RefusedError(error.what());
+   }
+}
+
 /// Until the host ends, an interrupt comes, or nobody reads any more.
 void repeat(HostConnection& host, Options const& options, Work const& work) {
    bool const isScreen = isatty(STDOUT_FILENO) != 0 && !options.json;
@@ -157,6 +190,10 @@ void carryOut(Options const& options, Work const& work) {
       return;
    }
    Json const answer = host.ask(work.request);
+   if (work.isTrace) {
+      traceShow(options, answer);
+      return;
+   }
    if (!work.isStream) {
       print(options, work, answer);
       return;
@@ -187,6 +224,7 @@ int toolRun(int argc, char const* const* argv) {
    readersAdd(app, options, work);
    othersAdd(app, options, work);
    controllerAdd(app, options, work);
+   traceAdd(app, options, work);
    try {
       if (!parse(app, argc, argv)) {
          return toolDone;

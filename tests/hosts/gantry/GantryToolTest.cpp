@@ -169,6 +169,22 @@ TEST_F(GantryToolTest, Statistics) {
    EXPECT_TRUE(holds(shown({"stats", "--json"}), "\"loop.turns\":"));
 }
 
+TEST_F(GantryToolTest, TraceOfTheRunningHost) {
+   EXPECT_EQ(refusal({"trace"}),
+             "1 gantry: this host writes no ring trace; start it with --ring FILE\n");
+   std::string const ring = socket + ".ring";
+   std::string const other = socket + ".2";
+   Switch const traced("leaf2", {"--control", other, "--ring", ring});
+   ChildProgram all("gantry", {"--control", other, "trace"});
+   EXPECT_EQ(all.status(), 0);
+   ChildProgram none("gantry", {"--control", other, "trace", "--machine", "NoSuchMachine"});
+   EXPECT_EQ(none.rest(), "");
+   EXPECT_EQ(none.status(), 0);
+   ChildProgram where("gantry", {"--control", other, "trace", "--json"});
+   EXPECT_TRUE(holds(where.rest(), "\"ring\":\"" + ring + "\""));
+   std::filesystem::remove(ring);
+}
+
 TEST_F(GantryToolTest, WatchTellsWhatIsThereAndEndsWithTheHost) {
    ChildProgram watch("gantry", {"--control", socket, "watch", "/agent", "--json"});
    EXPECT_NE(watch.lineWith({"\"event\":\"entity\"", "\"path\":\"/agent\"", "\"fabric\":\"1-3\""}),
