@@ -70,17 +70,27 @@ Event random(EventKind kind, std::mt19937& random) {
 /// chance, and mounts come about more seldom.
 Events richBeginning(std::mt19937& source) {
    Events events;
+   auto const chosen = [&](unsigned choices) { return static_cast<unsigned>(source() % choices); };
    for (unsigned service = 0; service < 3; ++service) {
       events.push_back({EventKind::configPlace, {service, 5, 0, 0}});
       events.push_back({EventKind::statusPlace, {service, 5, 0, 0}});
-      for (unsigned path = 0; path < 3; ++path) {
-         unsigned const group = static_cast<unsigned>(source() % 2);
+      events.push_back({EventKind::systemFilterRenew, {service, 0, 0, 0}});
+      events.push_back({EventKind::versionFilterRenew, {service, 0, 0, 0}});
+      for (unsigned key = 0; key < 2; ++key) {
+         events.push_back({EventKind::systemKey, {service, 1, chosen(4), chosen(6)}});
+         events.push_back({EventKind::versionKey, {service, 1, 1 + chosen(3), chosen(6)}});
+      }
+      // Filters before mounts: a mounter follows those that its group has when it comes.
+      for (unsigned group = 0; group < 2; ++group) {
          events.push_back({EventKind::groupIs, {service, group, 0, 0}});
-         events.push_back({EventKind::mountIs, {service, group, path, service + path}});
+         events.push_back({EventKind::groupSystemFilter, {service, group, chosen(6), 0}});
+         events.push_back({EventKind::groupVersionFilter, {service, group, 1 + 2 * chosen(2), 0}});
+      }
+      for (unsigned path = 0; path < 3; ++path) {
+         events.push_back({EventKind::mountIs, {service, chosen(2), path, service + path}});
       }
       for (unsigned system = 0; system < 4; ++system) {
-         unsigned const version = static_cast<unsigned>(source() % 2);
-         events.push_back({EventKind::negotiate, {4 + system, service, version, 1}});
+         events.push_back({EventKind::negotiate, {4 + system, service, chosen(2), 1}});
       }
    }
    for (unsigned system = 0; system < 4; ++system) {

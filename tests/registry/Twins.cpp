@@ -153,6 +153,8 @@ void Twins::configPlace(Numbers const& n) {
       if (n[1] % 4 == 0) {
          mountConfigDir_->entityPtrDel(name);
          model_.configPlaceDel(service.name);
+      } else if (n[1] % 16 == 2) {
+         configPlaceRenew(service);
       }
       return;
    }
@@ -175,6 +177,8 @@ void Twins::statusPlace(Numbers const& n) {
       if (n[1] % 4 == 0) {
          mountStatusDir_->entityPtrDel(name);
          model_.statusPlaceDel(service.name);
+      } else if (n[1] % 16 == 2) {
+         statusPlaceRenew(service);
       }
       return;
    }
@@ -186,6 +190,35 @@ void Twins::statusPlace(Numbers const& n) {
    if (n[1] % 6 == 1) {
       newStatus(service);
    }
+   mountStatusDir_->entityPtrIs(service.status.live);
+   model_.statusPlaceIs(service.name, {service.status.model});
+}
+
+/// Another configuration in the place of the former one, by way of an entity of another type, which
+/// is what ends the former one's machine.
+void Twins::configPlaceRenew(Service& service) {
+   Fen::Name const name(service.name);
+   mountConfigDir_->entityPtrDel(name);
+   model_.configPlaceDel(service.name);
+   mountConfigDir_->entityPtrIs(Fen::dirFactory(name));
+   model_.configPlaceIs(service.name, {});
+   mountConfigDir_->entityPtrDel(name);
+   model_.configPlaceDel(service.name);
+   newConfig(service);
+   mountConfigDir_->entityPtrIs(service.config.live);
+   model_.configPlaceIs(service.name, {service.config.model});
+}
+
+/// The same with the status. The mounters of before report to the former one.
+void Twins::statusPlaceRenew(Service& service) {
+   Fen::Name const name(service.name);
+   mountStatusDir_->entityPtrDel(name);
+   model_.statusPlaceDel(service.name);
+   mountStatusDir_->entityPtrIs(Fen::dirFactory(name));
+   model_.statusPlaceIs(service.name, {});
+   mountStatusDir_->entityPtrDel(name);
+   model_.statusPlaceDel(service.name);
+   newStatus(service);
    mountStatusDir_->entityPtrIs(service.status.live);
    model_.statusPlaceIs(service.name, {service.status.model});
 }
@@ -231,10 +264,15 @@ void Twins::mountIs(Numbers const& n) {
 }
 
 void Twins::mountDel(Numbers const& n) {
-   if (Group* const group = groupAt(n)) {
-      group->live->mountConfigDel(Fen::Name(pathOf(n[2])));
-      model_.mountDel(*group->model, pathOf(n[2]));
+   Group* const group = groupAt(n);
+   if (group == nullptr || group->model->mounts.empty()) {
+      return mountIs(n);
    }
+   auto const at = std::next(group->model->mounts.begin(),
+                             static_cast<std::ptrdiff_t>(n[2] % group->model->mounts.size()));
+   std::string const path = at->first.text;
+   group->live->mountConfigDel(Fen::Name(path));
+   model_.mountDel(*group->model, path);
 }
 
 void Twins::mountDelAll(Numbers const& n) {

@@ -126,6 +126,8 @@ class Twins {
    Group* groupAt(Numbers const& n);
    void newConfig(Service& service);
    void newStatus(Service& service);
+   void configPlaceRenew(Service& service);
+   void statusPlaceRenew(Service& service);
    void newSwitchConfig(std::string const& system);
    void answerMountAt(std::size_t at, bool success);
    void answerUnmountAt(std::size_t at);
