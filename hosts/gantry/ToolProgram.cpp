@@ -3,6 +3,7 @@
 #include <hosts/gantry/AnswerText.h>
 #include <hosts/gantry/HostConnection.h>
 #include <hosts/gantry/StatusText.h>
+#include <hosts/gantry/ToolDocuments.h>
 #include <hosts/gantry/ToolProgram.h>
 
 #include <hosts/gantry-trace/TracePrinter.h>
@@ -47,6 +48,8 @@ struct Work {
    bool isRepeated = false;
    /// Read the file that the answer names.
    bool isTrace = false;
+   /// Ask nobody and print this.
+   std::string text = "";
 };
 
 CLI::App* commandAdd(CLI::App& app, Options& options, char const* name, char const* text,
@@ -149,6 +152,14 @@ void traceAdd(CLI::App& app, Options& options, Work& work) {
    trace->callback([&work] { work = {{{"command", "host"}}, nullptr, false, false, true}; });
 }
 
+/// For the build; nobody else needs them, so they are not shown.
+void documentsAdd(CLI::App& app, Work& work) {
+   CLI::App* const completion = app.add_subcommand("completion", "The completion for bash");
+   completion->group("")->callback([&app, &work] { work.text = completionText(app); });
+   CLI::App* const manual = app.add_subcommand("manual", "The manual page");
+   manual->group("")->callback([&app, &work] { work.text = manualText(app); });
+}
+
 /// With --json only where the file is: its messages are text.
 void traceShow(Options const& options, Json const& answer) {
    std::string const file = memberOf(answer, "ring");
@@ -184,6 +195,10 @@ void repeat(HostConnection& host, Options const& options, Work const& work) {
 }
 
 void carryOut(Options const& options, Work const& work) {
+   if (!work.text.empty()) {
+      std::cout << work.text << std::flush;
+      return;
+   }
    HostConnection host(options.control);
    if (work.isRepeated) {
       repeat(host, options, work);
@@ -225,6 +240,7 @@ int toolRun(int argc, char const* const* argv) {
    othersAdd(app, options, work);
    controllerAdd(app, options, work);
    traceAdd(app, options, work);
+   documentsAdd(app, work);
    try {
       if (!parse(app, argc, argv)) {
          return toolDone;

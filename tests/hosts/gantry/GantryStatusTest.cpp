@@ -42,7 +42,8 @@ class GantryStatusTest : public testing::Test {
          << "},\"services\":{" << services << "}}";
       controller = std::make_unique<ChildProgram>(
          "gantry-controller",
-         std::vector<std::string>{"--config", base + ".json", "--json", "--control", base});
+         std::vector<std::string>{"--config", base + ".json", "--json", "--control", base, "--ring",
+                                  base + ".ring"});
       // All that is to be mounted, and both switches.
       bool isMounted = false;
       unsigned registered = 0;
@@ -56,7 +57,10 @@ class GantryStatusTest : public testing::Test {
          registered += holds(line, "\"state\":\"registered\"") ? 1 : 0;
       }
    }
-   ~GantryStatusTest() override { std::filesystem::remove(base + ".json"); }
+   ~GantryStatusTest() override {
+      std::filesystem::remove(base + ".json");
+      std::filesystem::remove(base + ".ring");
+   }
 
    std::string tool(std::vector<std::string> arguments, int status = 0) const {
       arguments.insert(arguments.begin(), {"--control", base});
@@ -147,6 +151,15 @@ TEST_F(GantryStatusTest, WatchShowsWhatIsSet) {
    tool({"set", group + ".preserveMountsOnDisconnect", "True"});
    EXPECT_EQ(watch.lineWith({group + ".preserveMountsOnDisconnect"}),
              group + ".preserveMountsOnDisconnect = true");
+}
+
+TEST_F(GantryStatusTest, TraceOfOneMachine) {
+   std::string const all = tool({"trace"});
+   std::string const mounts = tool({"trace", "--machine", "MountSm"});
+   EXPECT_FALSE(mounts.empty());
+   EXPECT_LT(mounts.size(), all.size());
+   EXPECT_TRUE(holds(all, "canMountFromConnection"));
+   EXPECT_FALSE(holds(mounts, "canMountFromConnection"));
 }
 
 TEST_F(GantryStatusTest, NumbersHaveTheMountsByState) {

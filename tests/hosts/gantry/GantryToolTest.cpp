@@ -9,9 +9,11 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -183,6 +185,34 @@ TEST_F(GantryToolTest, TraceOfTheRunningHost) {
    ChildProgram where("gantry", {"--control", other, "trace", "--json"});
    EXPECT_TRUE(holds(where.rest(), "\"ring\":\"" + ring + "\""));
    std::filesystem::remove(ring);
+}
+
+std::string fileText(std::string const& name) {
+   std::ifstream file(program(name));
+   return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(GantryToolDocuments, AreMadeByTheBuild) {
+   std::string const completion = fileText("gantry.bash");
+   EXPECT_TRUE(holds(completion, "complete -F _gantry gantry\n")) << completion;
+   EXPECT_TRUE(holds(completion, "tree) words=\"--help --json --depth\" ;;")) << completion;
+   EXPECT_FALSE(holds(completion, "manual")) << completion;
+   std::string const manual = fileText("gantry.1");
+   EXPECT_TRUE(manual.starts_with(".TH gantry 1\n.SH NAME\n")) << manual;
+   EXPECT_TRUE(holds(manual, "\n.SS explain\n")) << manual;
+   EXPECT_TRUE(holds(manual, "\n.B \\-\\-depth\n")) << manual;
+   EXPECT_TRUE(holds(manual, "\n.B VALUE\n")) << manual;
+   EXPECT_TRUE(holds(manual, "3 no host.\n")) << manual;
+}
+
+/// What bash offers behind these words.
+TEST(GantryToolDocuments, CompleteInBash) {
+   std::string const script = ". " + program("gantry.bash") +
+                              "; COMP_WORDS=(gantry tree --d); COMP_CWORD=2; _gantry; "
+                              "test \"${COMPREPLY[*]}\" = --depth && "
+                              "COMP_WORDS=(gantry ex) COMP_CWORD=1; _gantry; "
+                              "test \"${COMPREPLY[*]}\" = explain";
+   EXPECT_EQ(std::system(("bash -c '" + script + "'").c_str()), 0);
 }
 
 TEST_F(GantryToolTest, WatchTellsWhatIsThereAndEndsWithTheHost) {
