@@ -287,15 +287,15 @@ class Reader {
          problem(member.place, field, "is neither a system id nor the name of one of the switches");
          return;
       }
-      auto const [part, isNew] =
-         publication.parts.try_emplace(std::string(id->stringValue().view()));
-      if (!isNew) {
+      auto const placed = publication.parts.try_emplace(std::string(id->stringValue().view()));
+      auto& part = placed.first->second;
+      if (!placed.second) {
          problem(member.place, field, "names a system that stands here already");
       }
       eachNamed(member.value, field, false, problems_,
                 [&](JsonMember const& each, std::string const& below) {
                    ConfigurationFields fields(each.value, below, problems_, {"type", "values"});
-                   part->second[each.key] = readEntity(fields);
+                   part[each.key] = readEntity(fields);
                 });
    }
 

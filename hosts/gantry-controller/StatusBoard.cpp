@@ -32,7 +32,7 @@ std::string textOf(Fen::Name const& name) { return std::string(name.view()); }
 } // namespace
 
 /// Watches the status tree of one service.
-class StatusBoard::ServiceWatch : public TreeListener {
+class StatusBoard::ServiceWatch final : public TreeListener {
  public:
    ServiceWatch(StatusBoard& board, Fen::Ptr<Controller::ServiceMountStatus> const& status)
       : board_(board), service_(textOf(status->name())),

@@ -55,7 +55,7 @@ class Random {
    void make(MountSm::SmState& value) { value = static_cast<MountSm::SmState>(number(5)); }
    template <Fen::HasFields Value>
    void make(Value& value) {
-      Value::fenEachField(value, [this](char const*, auto& field) { make(field); });
+      Value::fenEachField(value, [this](char const*, auto& field) { this->make(field); });
    }
    std::size_t number(std::size_t limit) { return engine_() % limit; }
 
