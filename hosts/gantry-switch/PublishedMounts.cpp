@@ -7,7 +7,6 @@
 #include <gantry/runtime/fen/Dir.h>
 
 #include <iostream>
-#include <set>
 #include <vector>
 
 namespace Host {
@@ -97,6 +96,8 @@ void PublishedMounts::handleRecordState() {
    }
    tell(place_.name, "known to " + place_.name);
    if (!isMounted) {
+      // Nothing is published any more, and a copy of the record that says so may never come.
+      pathsKeep({});
       return;
    }
    Fen::Ptr<Fen::Entity> const root = record_->root();
@@ -132,6 +133,10 @@ void PublishedMounts::handleRecord() {
          paths_[path] = mounted(path, type, target);
       }
    }
+   pathsKeep(wanted);
+}
+
+void PublishedMounts::pathsKeep(std::set<std::string> const& wanted) {
    std::vector<std::string> gone;
    for (auto const& [path, mount] : paths_) {
       if (!wanted.contains(path)) {

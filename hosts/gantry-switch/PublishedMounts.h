@@ -18,6 +18,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 
 namespace Host {
@@ -39,6 +40,8 @@ class PublishedMounts final : private SteadyMount::User {
    void handleMountState(SteadyMount& mount) override;
    void handleRecordState();
    void handleRecord();
+   /// Drops every path but these.
+   void pathsKeep(std::set<std::string> const& wanted);
    void tell(std::string const& about, std::string const& what);
    void failed(std::string const& about, std::string const& what);
    std::unique_ptr<SteadyMount> mounted(std::string const& path, std::string const& type,

@@ -65,6 +65,19 @@ TEST_F(PublishingProcessTest, ASwitchMountsWhatIsPublishedToItWhileItIs) {
    EXPECT_EQ(controller->status(), 0);
 }
 
+TEST_F(PublishingProcessTest, WhatWasWithdrawnMeanwhileGoesToo) {
+   write("", publishing("{}"), R"(,"listen":"127.0.0.1:0")");
+   std::string const where = serving();
+   auto const one = leaf(1, {"--service", "fabric=1", "--controller", where});
+   EXPECT_NE(one->child.lineWith({"/controllers/controller/interfaces: mounted"}), "");
+   controller->signal(SIGKILL);
+   EXPECT_EQ(controller->status(), -SIGKILL);
+   // The next controller never says that it has ceased to publish: it has no record of the switch.
+   write("", R"("fabric":{"versions":"1"})", R"(,"listen":")" + where + "\"");
+   EXPECT_EQ(serving(), where);
+   EXPECT_NE(one->child.lineWith({"/controllers/controller/interfaces: no longer published"}), "");
+}
+
 TEST_F(PublishingProcessTest, NobodyGetsWhatIsPublishedToAnother) {
    auto const one = leaf(1, {"--service", "fabric=1"});
    auto const two = leaf(2, {"--service", "fabric=1"});
