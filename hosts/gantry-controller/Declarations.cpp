@@ -113,17 +113,10 @@ void Declarations::apply(Operation const& operation) {
    case Kind::pathRetire:
       retire(operation.name);
       break;
-   case Kind::systemFilterIs:
-   case Kind::systemFilterDel:
-   case Kind::systemFilterMemberIs:
-   case Kind::systemFilterMemberDel:
-   case Kind::versionFilterIs:
-   case Kind::versionFilterDel:
-   case Kind::versionFilterMemberIs:
-   case Kind::versionFilterMemberDel:
-      filterApply(service(operation), operation);
-      break;
    default:
+      if (isOnFilter(operation.kind)) {
+         filterApply(service(operation), operation);
+      }
       break;
    }
 }

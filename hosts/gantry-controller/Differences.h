@@ -7,8 +7,7 @@
 /// The machines that read the declarations are stale in ways on which others rely, and the
 /// operations are made for that:
 /// - What a mount is declared with is taken once: its filters' objects, type, flags and target. So
-/// a
-///   mount is withdrawn and declared again where one of these is replaced, while what is in a
+///   a mount is withdrawn and declared again where one of these is replaced, while what is in a
 ///   filter is changed in place.
 /// - A path stays in the registry when nobody wants it any more, with its type, flags and target.
 ///   So it is retired before it is declared with others.

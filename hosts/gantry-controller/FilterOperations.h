@@ -18,40 +18,46 @@ inline std::uint32_t memberVersion(Operation const& operation) {
    return version;
 }
 
-/// Whether an operation is one on filters; if so it is carried out on the owner's.
+inline bool isOnFilter(OperationKind kind) {
+   using enum OperationKind;
+   return (kind >= systemFilterIs && kind <= versionFilterMemberDel) || kind == systemFilterDel ||
+          kind == versionFilterDel;
+}
+
+/// Carries out an operation on the owner's filters; any other does nothing.
 template <class Owner>
-bool filterApply(Owner& owner, Operation const& operation) {
+void filterApply(Owner& owner, Operation const& operation) {
    Fen::Name const name(operation.name);
    Fen::String8 const member(operation.member);
    switch (operation.kind) {
    case OperationKind::systemFilterIs:
       owner.systemFilterIs(name);
-      return true;
+      break;
    case OperationKind::systemFilterDel:
       owner.systemFilterDel(name);
-      return true;
+      break;
    case OperationKind::systemFilterMemberIs:
       owner.systemFilter(name)->includedSystemIs(member, true);
-      return true;
+      break;
    case OperationKind::systemFilterMemberDel:
       // Deleted, and not set to false: a key that holds false takes a share that another mounter
       // has counted, when its filter goes.
       owner.systemFilter(name)->includedSystemDel(member);
-      return true;
+      break;
    case OperationKind::versionFilterIs:
       owner.versionFilterIs(name);
-      return true;
+      break;
    case OperationKind::versionFilterDel:
       owner.versionFilterDel(name);
-      return true;
+      break;
    case OperationKind::versionFilterMemberIs:
       owner.versionFilter(name)->includedServiceVersionIs(memberVersion(operation), true);
-      return true;
+      break;
    case OperationKind::versionFilterMemberDel:
       owner.versionFilter(name)->includedServiceVersionDel(memberVersion(operation));
-      return true;
+      break;
    default:
-      return false;
+      break;
    }
 }
 

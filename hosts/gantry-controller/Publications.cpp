@@ -109,17 +109,10 @@ void Publications::apply(Operation const& operation) {
    case Kind::serviceReadyIs:
       service(operation).readyIs(operation.flag);
       break;
-   case Kind::systemFilterIs:
-   case Kind::systemFilterDel:
-   case Kind::systemFilterMemberIs:
-   case Kind::systemFilterMemberDel:
-   case Kind::versionFilterIs:
-   case Kind::versionFilterDel:
-   case Kind::versionFilterMemberIs:
-   case Kind::versionFilterMemberDel:
-      filterApply(service(operation), operation);
-      break;
    default:
+      if (isOnFilter(operation.kind)) {
+         filterApply(service(operation), operation);
+      }
       break;
    }
 }
