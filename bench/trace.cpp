@@ -109,7 +109,7 @@ void messages(benchmark::State& state) {
    std::uint32_t i = 0;
    for (auto _ : state) {
       ++i;
-      RINGSCRIBE_TRACE("port ", texts[i & 7], " a ", i, " b ", i * 3);
+      RINGSCRIBE_TRACE(5, "port ", texts[i & 7], " a ", i, " b ", i * 3);
       benchmark::ClobberMemory();
    }
 }
@@ -148,7 +148,7 @@ void GantryMountMessage(benchmark::State& state) {
    std::uint16_t port = 0;
    for (auto _ : state) {
       ++port;
-      RINGSCRIBE_TRACE("doMountNow", " mounting ", " remote:", remote, " target:", target,
+      RINGSCRIBE_TRACE(5, "doMountNow", " mounting ", " remote:", remote, " target:", target,
                        " type:", type, " port:", port);
    }
 }

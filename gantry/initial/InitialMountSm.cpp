@@ -42,7 +42,7 @@ void InitialMountSm::handlePeer(SystemId const& id) {
       return; // it has gone, which neither takes it out of the set nor moves the clock
    }
    if (initialSwitchSet()->initialSwitch(id)) {
-      RINGSCRIBE_TRACE("handlePeer", ": already in initial switch set");
+      RINGSCRIBE_TRACE(5, "handlePeer", ": already in initial switch set");
       FEN_TRACE(gantryTrace(), 5, "handlePeer: already in initial switch set");
       return;
    }
@@ -51,7 +51,7 @@ void InitialMountSm::handlePeer(SystemId const& id) {
    // and its firing then has no effect.
    double const timeMin = Fen::now() + heartbeatInterval() * timeoutHeartbeatMultiple();
    connectionClock()->timeMinIs(timeMin);
-   RINGSCRIBE_TRACE("handlePeer", ": reset timeMin to ", Fen::format("%.12g", timeMin));
+   RINGSCRIBE_TRACE(5, "handlePeer", ": reset timeMin to ", Fen::format("%.12g", timeMin));
    FEN_TRACE(gantryTrace(), 5, "handlePeer: reset timeMin to " << timeMin);
 }
 
@@ -66,7 +66,7 @@ void InitialMountSm::handleConnectionTimeout() {
    if (connectionPeriod()->complete()) {
       return;
    }
-   RINGSCRIBE_TRACE("handleConnectionTimeout", ": initial switch set complete");
+   RINGSCRIBE_TRACE(5, "handleConnectionTimeout", ": initial switch set complete");
    FEN_TRACE(gantryTrace(), 5, "handleConnectionTimeout: initial switch set complete");
    // The set itself is not marked complete: it goes on to grow, and the groups have theirs.
    connectionPeriod()->completeIs(true);

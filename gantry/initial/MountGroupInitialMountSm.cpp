@@ -164,7 +164,7 @@ void MountGroupInitialMountSm::handleMountState(Fen::Name systemName, Fen::Name 
    if (!status || !isFinal(status->mountState())) {
       return;
    }
-   RINGSCRIBE_TRACE("handleMountState", ": deleting remaining switch ", systemName);
+   RINGSCRIBE_TRACE(5, "handleMountState", ": deleting remaining switch ", systemName);
    FEN_TRACE(gantryTrace(), 5, "handleMountState: deleting remaining switch " << systemName);
    remainingSwitchDel(systemName);
    checkSwitchMountsPending();

@@ -42,7 +42,7 @@ void MountSm::doStatePreservingUnmount() {
 }
 
 void MountSm::transitionToState(SmState tState) {
-   RINGSCRIBE_TRACE("transitionToState", " remotePath:", remotePath(),
+   RINGSCRIBE_TRACE(8, "transitionToState", " remotePath:", remotePath(),
                     " connection:", connectionId().stringValue(), " tState:", tState);
    FEN_TRACE(mountSmTrace(), 8,
              "MountSm::transitionToState"
@@ -57,7 +57,7 @@ void MountSm::processNextState() {
    if (nextState() == stateIdle) {
       return;
    }
-   RINGSCRIBE_TRACE("processNextState", " remotePath:", remotePath(),
+   RINGSCRIBE_TRACE(5, "processNextState", " remotePath:", remotePath(),
                     " connection:", connectionId().stringValue(), " nextState:", nextState());
    FEN_TRACE(mountSmTrace(), 5,
              "processNextState: nextState: " << nextState() << " connection: " << connectionId()
@@ -69,14 +69,14 @@ void MountSm::processNextState() {
 // ---- timers ------------------------------------------------------------------------------------
 
 void MountSm::handleStateTransitionTimeout() {
-   RINGSCRIBE_TRACE("handleStateTransitionTimeout", " remotePath:", remotePath(),
+   RINGSCRIBE_TRACE(8, "handleStateTransitionTimeout", " remotePath:", remotePath(),
                     " connection:", connectionId().stringValue(), " currentState:", currentState(),
                     " nextState:", nextState());
    FEN_TRACE(mountSmTrace(), 8, "MountSm::handleStateTransitionTimeout");
    SmState const tState = nextState();
    // Taken out before it runs, so that what runs can leave a request of its own in the slot.
    nextStateIs(stateIdle);
-   RINGSCRIBE_TRACE("handleStateTransitionTimeout", " nextState:", nextState());
+   RINGSCRIBE_TRACE(8, "handleStateTransitionTimeout", " nextState:", nextState());
    switch (tState) {
    case stateMount:
       FEN_TRACE(mountSmTrace(), 5, "handleStateTransitionTimeout: mounting");
@@ -101,7 +101,7 @@ void MountSm::handleStateTransitionTimeout() {
 }
 
 void MountSm::handleWatchdogTimeout() {
-   RINGSCRIBE_TRACE("handleWatchdogTimeout", " remotePath:", remotePath(),
+   RINGSCRIBE_TRACE(8, "handleWatchdogTimeout", " remotePath:", remotePath(),
                     " connection:", connectionId().stringValue(),
                     " stuck, currentState:", currentState());
    FEN_TRACE(mountSmTrace(), 8,
@@ -135,7 +135,7 @@ void MountSm::updateSmDataMountState(MountState newState) {
 
 void MountSm::doRemountNow() {
    MountState const mountState = mountSmData()->mountState();
-   RINGSCRIBE_TRACE("doRemountNow", " remotePath:", remotePath(),
+   RINGSCRIBE_TRACE(8, "doRemountNow", " remotePath:", remotePath(),
                     " connection:", connectionId().stringValue(), " currentState:", currentState(),
                     " nextState:", nextState(), " mountState:", mountState);
    FEN_TRACE(mountSmTrace(), 8,
@@ -177,7 +177,7 @@ void MountSm::doUnmountNow() { doUnmountCommon(false); }
 void MountSm::doStatePreservingUnmountNow() { doUnmountCommon(true); }
 
 void MountSm::doUnmountCommon(bool statePreserving) {
-   RINGSCRIBE_TRACE("doUnmountCommon", " remotePath:", remotePath(),
+   RINGSCRIBE_TRACE(8, "doUnmountCommon", " remotePath:", remotePath(),
                     " connection:", connectionId().stringValue(),
                     " statePreserving:", statePreserving, " currentState:", currentState(),
                     " nextState:", nextState(), " mountState:", mountSmData()->mountState());

@@ -67,7 +67,7 @@ void MountSm::joinPeer(Cairn::EntityManager& manager, Fen::String8 const& remote
    ConnectionConfig const& config = *connectionConfig();
    manager.reconnectRetriesIs(reconnectRetries());
    manager.srcHostIs(config.srcIp().stringValue());
-   RINGSCRIBE_TRACE("doMountNow", " mounting ", " remote:", remote, " target:", targetPath(),
+   RINGSCRIBE_TRACE(5, "doMountNow", " mounting ", " remote:", remote, " target:", targetPath(),
                     " type:", fenType(), " ip:", config.ip(), " port:", config.port(),
                     " srcIp: ", config.srcIp());
    FEN_TRACE(mountSmTrace(), 5,
@@ -94,14 +94,14 @@ void MountSm::MounterSm::doMountsComplete(Cairn::MountStatus status,
    if (machine->currentState() != stateMount && machine->currentState() != stateIdle) {
       // The answer to a mount that an unmount has overtaken. That stateIdle passes is intended: a
       // client may answer before doMountNow has set the state.
-      RINGSCRIBE_TRACE("doMountsComplete", " current state mismatch: ", machine->currentState());
+      RINGSCRIBE_TRACE(8, "doMountsComplete", " current state mismatch: ", machine->currentState());
       FEN_TRACE(mountSmTrace(), 8,
                 "MountSm::MounterSm::doMountsComplete current state mismatch: "
                    << machine->currentState());
       return;
    }
    if (status != Cairn::mountStatusSuccess) {
-      RINGSCRIBE_TRACE("doMountsComplete", " mount failed",
+      RINGSCRIBE_TRACE(5, "doMountsComplete", " mount failed",
                        " connection:", machine->connectionId().stringValue(),
                        " remotePath:", machine->remotePath());
       FEN_TRACE(mountSmTrace(), 5,
@@ -110,7 +110,7 @@ void MountSm::MounterSm::doMountsComplete(Cairn::MountStatus status,
       // localStatePreserved stays: the kept data survives failed mounts.
       machine->updateSmDataMountState(mountStateFailed);
    } else {
-      RINGSCRIBE_TRACE("doMountsComplete", " mount success",
+      RINGSCRIBE_TRACE(5, "doMountsComplete", " mount success",
                        " connection:", machine->connectionId().stringValue(),
                        " remotePath:", machine->remotePath());
       FEN_TRACE(mountSmTrace(), 5,

@@ -8,7 +8,7 @@ namespace Controller {
 
 void MountSm::doUnmountImpl(bool statePreserving) {
    MountState const mountState = mountSmData()->mountState();
-   RINGSCRIBE_TRACE("doUnmountImpl", " statePreserving:", statePreserving,
+   RINGSCRIBE_TRACE(8, "doUnmountImpl", " statePreserving:", statePreserving,
                     " mountState:", mountState, " connection:", connectionId().stringValue(),
                     " remotePath:", remotePath());
    FEN_TRACE(mountSmTrace(), 8,
@@ -57,7 +57,7 @@ void MountSm::UnmounterSm::FenUnmounter::handleUnmountsComplete() {
    Fen::Ptr<MountSm> const machine(unmounterSm()->mountSm());
    if (machine->currentState() != stateUnmount &&
        machine->currentState() != MountSm::statePreservingUnmount) {
-      RINGSCRIBE_TRACE("handleUnmountsComplete",
+      RINGSCRIBE_TRACE(8, "handleUnmountsComplete",
                        " current state mismatch: ", machine->currentState());
       FEN_TRACE(mountSmTrace(), 8,
                 "MountSm::UnmounterSm::FenUnmounter::handleUnmountsComplete"
@@ -65,7 +65,7 @@ void MountSm::UnmounterSm::FenUnmounter::handleUnmountsComplete() {
       return;
    }
    FEN_ASSERT(notifier()->unmountsComplete(), "unmounter()->unmountsComplete()");
-   RINGSCRIBE_TRACE("handleUnmountsComplete", " unmount complete",
+   RINGSCRIBE_TRACE(5, "handleUnmountsComplete", " unmount complete",
                     " connection:", machine->connectionId().stringValue(),
                     " remotePath:", machine->remotePath());
    FEN_TRACE(mountSmTrace(), 5,
@@ -96,7 +96,7 @@ void MountSm::cleanLocalPreservedState() {
    if (!localStatePreserved()) {
       return;
    }
-   RINGSCRIBE_TRACE("cleanLocalPreservedState", " deleting local preserved state");
+   RINGSCRIBE_TRACE(5, "cleanLocalPreservedState", " deleting local preserved state");
    FEN_TRACE(mountSmTrace(), 5, "cleanLocalPreservedState: Deleting local preserved state");
    localStatePreservedIs(false);
    Fen::entityDel(Fen::EntityUriPath(targetPath()));

@@ -12,7 +12,7 @@ void ConnectionServiceStatusDirSm::handleInitialized() {
 }
 
 void ConnectionServiceStatusDirSm::doCleanup() {
-   RINGSCRIBE_TRACE("ConnectionServiceStatusDirSm", " cleanup connection:", name());
+   RINGSCRIBE_TRACE(8, "ConnectionServiceStatusDirSm", " cleanup connection:", name());
    FEN_TRACE(gantryTrace(), 8, "ConnectionServiceStatusDirSm::doCleanup " << name());
    // All connections, although only this one has lost its versions: each service of the client says
    // the same again for this connection alone when its reactor goes.
@@ -33,7 +33,7 @@ void ConnectionServiceStatusDirSm::FenServiceStatus::handleInitialized() {
 void ConnectionServiceStatusDirSm::FenServiceStatus::handleVersionStatus() {
    Fen::Ptr<ConnectionServiceStatusDirSm> const client = connectionServiceStatusDirSm();
    Fen::Name const service = serviceStatus()->name();
-   RINGSCRIBE_TRACE("handleVersionStatus", " connection:", client->name(), " service:", service);
+   RINGSCRIBE_TRACE(8, "handleVersionStatus", " connection:", client->name(), " service:", service);
    FEN_TRACE(gantryTrace(), 8,
              "ConnectionServiceStatusDirSm::FenServiceStatus::handleVersionStatus "
                 << client->name() << " " << service);

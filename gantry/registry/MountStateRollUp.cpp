@@ -19,7 +19,7 @@ Fen::Name groupKey(Mounter const& mounter) {
 } // namespace
 
 void MountsRegistryEntrySm::updateMountersStatus(SystemId const& connectionId, MountState state) {
-   RINGSCRIBE_TRACE("updateMountersStatus", " mountState:", state,
+   RINGSCRIBE_TRACE(8, "updateMountersStatus", " mountState:", state,
                     " connection:", connectionId.stringValue());
    FEN_TRACE(gantryTrace(), 8,
              "MountsRegistryEntrySm::updateMountersStatus"
@@ -56,7 +56,7 @@ void MountsRegistryEntrySm::setMountStatus(Fen::Ptr<Mounter> const& mounter,
    auto const groupStatus =
       mounter->serviceMountStatus()->systemStatusIs(connection)->serviceMountGroupStatusIs(group);
    auto const mountStatus = groupStatus->mountStatusIs(mounter->mountConfig()->name());
-   RINGSCRIBE_TRACE("updateMounterStatus", " mountState:", state, " connection:", connection,
+   RINGSCRIBE_TRACE(5, "updateMounterStatus", " mountState:", state, " connection:", connection,
                     " service:", mounter->serviceName(), " group:", group,
                     " remotePath:", entry->remotePath());
    FEN_TRACE(gantryTrace(), 5,
@@ -77,7 +77,7 @@ void MountsRegistryEntrySm::removeMountStatus(Fen::Ptr<Mounter> const& mounter,
    auto const serviceMountStatus = mounter->serviceMountStatus();
    auto const systemStatus = serviceMountStatus->systemStatus(connection);
    if (!systemStatus) {
-      RINGSCRIBE_TRACE("updateMounterStatus", " no system status connection:", connection);
+      RINGSCRIBE_TRACE(5, "updateMounterStatus", " no system status connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "updateMounterStatus: no system status for connection: " << connection);
       return;
@@ -85,7 +85,7 @@ void MountsRegistryEntrySm::removeMountStatus(Fen::Ptr<Mounter> const& mounter,
    Fen::Name const group = groupKey(*mounter);
    Fen::Name const name = mounter->mountConfig()->name();
    Fen::Name const remotePath = registryEntry()->remotePath();
-   RINGSCRIBE_TRACE("updateMounterStatus", " mountState:", state, " connection:", connection,
+   RINGSCRIBE_TRACE(5, "updateMounterStatus", " mountState:", state, " connection:", connection,
                     " service:", mounter->serviceName(), " group:", group,
                     " remotePath:", remotePath);
    FEN_TRACE(gantryTrace(), 5,
@@ -94,11 +94,11 @@ void MountsRegistryEntrySm::removeMountStatus(Fen::Ptr<Mounter> const& mounter,
                 << " MountGroup:" << group << " Remote path:" << remotePath);
    auto const groupStatus = systemStatus->serviceMountGroupStatus(group);
    if (!groupStatus) {
-      RINGSCRIBE_TRACE("updateMounterStatus", " no mount group status:", group);
+      RINGSCRIBE_TRACE(5, "updateMounterStatus", " no mount group status:", group);
       FEN_TRACE(gantryTrace(), 5, "updateMounterStatus: no mount group status for: " << group);
       return;
    }
-   RINGSCRIBE_TRACE("updateMounterStatus", " deleting mountStatus:", name);
+   RINGSCRIBE_TRACE(5, "updateMounterStatus", " deleting mountStatus:", name);
    FEN_TRACE(gantryTrace(), 5, "updateMounterStatus: Deleting mountStatus for : " << name);
    groupStatus->mountStatusDel(name);
    // What is left of the group keeps the state that it had: it is rolled up again with the next
@@ -106,13 +106,13 @@ void MountsRegistryEntrySm::removeMountStatus(Fen::Ptr<Mounter> const& mounter,
    if (groupStatus->mountStatusCount() != 0) {
       return;
    }
-   RINGSCRIBE_TRACE("updateMounterStatus", " deleting mount group status:", group);
+   RINGSCRIBE_TRACE(5, "updateMounterStatus", " deleting mount group status:", group);
    FEN_TRACE(gantryTrace(), 5, "updateMounterStatus: Deleting mount group status for " << group);
    systemStatus->serviceMountGroupStatusDel(group);
    if (systemStatus->serviceMountGroupStatusCount() != 0) {
       return;
    }
-   RINGSCRIBE_TRACE("updateMounterStatus", " deleting systemStatus connection:", connection,
+   RINGSCRIBE_TRACE(5, "updateMounterStatus", " deleting systemStatus connection:", connection,
                     " mountState:", state, " service:", mounter->serviceName(),
                     " remotePath:", remotePath);
    FEN_TRACE(gantryTrace(), 5,
@@ -146,7 +146,7 @@ void MountsRegistryEntrySm::updateMountGroupMountState(
          }
       }
    }
-   RINGSCRIBE_TRACE("updateMountGroupMountState", " group:", groupStatus->name(),
+   RINGSCRIBE_TRACE(5, "updateMountGroupMountState", " group:", groupStatus->name(),
                     " mountState:", groupState);
    groupStatus->mountStateIs(groupState);
 }

@@ -85,7 +85,7 @@ void MounterConfigSm::addSystemToConnectionFilter(Fen::String8 system) {
    Fen::Name const remotePath = entry->registryEntry()->remotePath();
    if (entry->fenConnectionFilter(system)) {
       std::uint32_t const count = entry->connectionFilter(system);
-      RINGSCRIBE_TRACE("addSystemToConnectionFilter", " inc refCount:", count + 1,
+      RINGSCRIBE_TRACE(5, "addSystemToConnectionFilter", " inc refCount:", count + 1,
                        " filter:", system, " remotePath:", remotePath);
       FEN_TRACE(gantryTrace(), 5,
                 "addSystemToConnectionFilter: Inc RefCount=" << count + 1 << " filter:" << system
@@ -94,7 +94,7 @@ void MounterConfigSm::addSystemToConnectionFilter(Fen::String8 system) {
       entry->connectionFilterIs(system, count + 1);
       return;
    }
-   RINGSCRIBE_TRACE("addSystemToConnectionFilter", " new filter:", system,
+   RINGSCRIBE_TRACE(5, "addSystemToConnectionFilter", " new filter:", system,
                     " remotePath:", remotePath);
    FEN_TRACE(gantryTrace(), 5,
              "addSystemToConnectionFilter: New filter " << system << " for:" << remotePath);
@@ -114,7 +114,7 @@ void MounterConfigSm::removeSystemFromConnectionFilter(Fen::String8 system) {
    std::uint32_t const refCount = entry->connectionFilter(system);
    Fen::Name const remotePath = entry->registryEntry()->remotePath();
    if (refCount == 1) {
-      RINGSCRIBE_TRACE("removeSystemFromConnectionFilter", " deleting filter:", system,
+      RINGSCRIBE_TRACE(5, "removeSystemFromConnectionFilter", " deleting filter:", system,
                        " remotePath:", remotePath);
       FEN_TRACE(gantryTrace(), 5,
                 "removeSystemFromConnectionFilter: Deleting filter " << system
@@ -124,7 +124,7 @@ void MounterConfigSm::removeSystemFromConnectionFilter(Fen::String8 system) {
       entry->handleNamedSwitchConnection(system);
       return;
    }
-   RINGSCRIBE_TRACE("removeSystemFromConnectionFilter", " dec refCount:", refCount - 1,
+   RINGSCRIBE_TRACE(5, "removeSystemFromConnectionFilter", " dec refCount:", refCount - 1,
                     " filter:", system, " remotePath:", remotePath);
    FEN_TRACE(gantryTrace(), 5,
              "removeSystemFromConnectionFilter: Dec RefCount=" << refCount - 1 << " filter:"
@@ -191,7 +191,7 @@ void MounterConfigSm::doCleanup() {
       }
       cleanSystemStatus(systemStatus, name);
       if (systemStatus->serviceMountGroupStatusCount() == 0) {
-         RINGSCRIBE_TRACE("doCleanup", " deleting system status:", systemStatus->name());
+         RINGSCRIBE_TRACE(5, "doCleanup", " deleting system status:", systemStatus->name());
          FEN_TRACE(gantryTrace(), 5,
                    "doCleanup: Deleting system status for " << systemStatus->name());
          status->systemStatusDel(systemStatus->name());
@@ -209,12 +209,12 @@ void MounterConfigSm::cleanSystemStatus(Fen::Ptr<SystemStatus> const& systemStat
          continue;
       }
       if (groupStatus->mountStatus(name)) {
-         RINGSCRIBE_TRACE("doCleanup", " deleting mount status:", name);
+         RINGSCRIBE_TRACE(5, "doCleanup", " deleting mount status:", name);
          FEN_TRACE(gantryTrace(), 5, "doCleanup: Deleting mount status for " << name);
          groupStatus->mountStatusDel(name);
       }
       if (groupStatus->mountStatusCount() == 0) {
-         RINGSCRIBE_TRACE("doCleanup", " deleting mount group status:", groupStatus->name());
+         RINGSCRIBE_TRACE(5, "doCleanup", " deleting mount group status:", groupStatus->name());
          FEN_TRACE(gantryTrace(), 5,
                    "doCleanup: Deleting mount group status for " << groupStatus->name());
          systemStatus->serviceMountGroupStatusDel(groupStatus->name());

@@ -17,7 +17,7 @@ void MountsRegistryEntrySm::evaluateMounters() {
       if (group && (group->systemFilter() || group->versionFilter())) {
          continue;
       }
-      RINGSCRIBE_TRACE("evaluateMounters", " wildcard mount requested:", entry->remotePath(),
+      RINGSCRIBE_TRACE(5, "evaluateMounters", " wildcard mount requested:", entry->remotePath(),
                        " service:", i->serviceName(), " group:", i->groupName());
       FEN_TRACE(gantryTrace(), 5,
                 "evaluateMounters: Wildcard mount requested for "
@@ -46,34 +46,34 @@ bool MountsRegistryEntrySm::canMountFromConnection(Fen::String8 connection) {
    // No more than a gate: the version may be one of a service other than the one whose filter
    // matches below.
    if (!anyVersionNegotiated(connection)) {
-      RINGSCRIBE_TRACE("canMountFromConnection", " no version negotiated:", connection);
+      RINGSCRIBE_TRACE(5, "canMountFromConnection", " no version negotiated:", connection);
       FEN_TRACE(gantryTrace(), 5, "canMountFromConnection: no version negotiated yet");
       return false;
    }
    if (wildCardMount()) {
-      RINGSCRIBE_TRACE("canMountFromConnection", " wildcard mount:", connection);
+      RINGSCRIBE_TRACE(5, "canMountFromConnection", " wildcard mount:", connection);
       FEN_TRACE(gantryTrace(), 5, "canMountFromConnection: yes, wildcard mount");
       return true;
    }
    // Versions and systems are an AND over all mounters, and an OR within each kind.
    Fen::Name const remotePath = registryEntry()->remotePath();
    if (versionFilterCount() == 0) {
-      RINGSCRIBE_TRACE("canMountFromConnection", " no version filter:", remotePath,
+      RINGSCRIBE_TRACE(5, "canMountFromConnection", " no version filter:", remotePath,
                        " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "canMountFromConnection: no versionFilter specified for "
                    << remotePath << " while mounting from connection: " << connection);
    } else if (connectionMatchesVersionFilter(connection)) {
-      RINGSCRIBE_TRACE("canMountFromConnection", " in version filter:", connection);
+      RINGSCRIBE_TRACE(5, "canMountFromConnection", " in version filter:", connection);
       FEN_TRACE(gantryTrace(), 5, "canMountFromConnection: yes, in versionFilter");
    } else {
-      RINGSCRIBE_TRACE("canMountFromConnection", " not in version filter:", connection);
+      RINGSCRIBE_TRACE(5, "canMountFromConnection", " not in version filter:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "canMountFromConnection: Connection:" << connection << ": not in versionFilter");
       return false;
    }
    if (connectionFilterCount() == 0) {
-      RINGSCRIBE_TRACE("canMountFromConnection", " no connection filter:", remotePath,
+      RINGSCRIBE_TRACE(5, "canMountFromConnection", " no connection filter:", remotePath,
                        " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "canMountFromConnection: no connectionFilter for "
@@ -82,7 +82,7 @@ bool MountsRegistryEntrySm::canMountFromConnection(Fen::String8 connection) {
       return true;
    }
    bool const isIncluded = connectionFilter(connection) != 0;
-   RINGSCRIBE_TRACE("canMountFromConnection", " connection:", connection,
+   RINGSCRIBE_TRACE(5, "canMountFromConnection", " connection:", connection,
                     " in connection filter:", isIncluded);
    FEN_TRACE(gantryTrace(), 5,
              "canMountFromConnection"
@@ -108,7 +108,8 @@ bool MountsRegistryEntrySm::matchingServiceVersionFilter(Fen::String8 serviceNam
                                                                     << connection);
    auto const filter = versionFilter(serviceName);
    if (!filter) {
-      RINGSCRIBE_TRACE("matchingServiceVersionFilter", " no version filter service:", serviceName);
+      RINGSCRIBE_TRACE(5, "matchingServiceVersionFilter",
+                       " no version filter service:", serviceName);
       FEN_TRACE(gantryTrace(), 5,
                 "matchingServiceVersionFilter: no version filter for service " << serviceName);
       return false;
@@ -118,7 +119,7 @@ bool MountsRegistryEntrySm::matchingServiceVersionFilter(Fen::String8 serviceNam
       registry != nullptr ? registry->negotiatedServiceVersionForConnection(serviceName, connection)
                           : 0;
    if (negotiated == 0) {
-      RINGSCRIBE_TRACE("matchingServiceVersionFilter",
+      RINGSCRIBE_TRACE(5, "matchingServiceVersionFilter",
                        " no negotiated version service:", serviceName, " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "matchingServiceVersionFilter: no negotiated version for " << serviceName << " for "
@@ -126,7 +127,7 @@ bool MountsRegistryEntrySm::matchingServiceVersionFilter(Fen::String8 serviceNam
       return false;
    }
    for (auto i = filter->versionIterator(); i; ++i) {
-      RINGSCRIBE_TRACE("matchingServiceVersionFilter", " supported version:", i.key(),
+      RINGSCRIBE_TRACE(5, "matchingServiceVersionFilter", " supported version:", i.key(),
                        " service:", serviceName, " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "matchingServiceVersionFilter: Supported version for "
@@ -134,14 +135,15 @@ bool MountsRegistryEntrySm::matchingServiceVersionFilter(Fen::String8 serviceNam
    }
    // Checked, never chosen: the version is the one that the peers have agreed on already.
    if (filter->fenVersion(negotiated)) {
-      RINGSCRIBE_TRACE("matchingServiceVersionFilter", " matched negotiated version:", negotiated,
-                       " service:", serviceName, " connection:", connection);
+      RINGSCRIBE_TRACE(5, "matchingServiceVersionFilter",
+                       " matched negotiated version:", negotiated, " service:", serviceName,
+                       " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "matchingServiceVersionFilter: matched negotiated version "
                    << negotiated << " for " << serviceName << " for " << connection);
       return true;
    }
-   RINGSCRIBE_TRACE("matchingServiceVersionFilter",
+   RINGSCRIBE_TRACE(5, "matchingServiceVersionFilter",
                     " negotiated version not in filter:", negotiated, " service:", serviceName,
                     " connection:", connection);
    FEN_TRACE(gantryTrace(), 5,

@@ -37,7 +37,7 @@ void MountsRegistryEntrySm::handleMounter(Fen::String8 serviceName) {
       if (machine) {
          return;
       }
-      RINGSCRIBE_TRACE("handleMounter", " new mounter remotePath:", remotePath,
+      RINGSCRIBE_TRACE(5, "handleMounter", " new mounter remotePath:", remotePath,
                        " service:", serviceName, " group:", mounter->groupName());
       FEN_TRACE(gantryTrace(), 5,
                 "handleMounter: New mounter for " << remotePath << " Service:" << serviceName
@@ -51,7 +51,7 @@ void MountsRegistryEntrySm::handleMounter(Fen::String8 serviceName) {
       if (!machine) {
          return;
       }
-      RINGSCRIBE_TRACE("handleMounter", " mounter gone remotePath:", remotePath,
+      RINGSCRIBE_TRACE(5, "handleMounter", " mounter gone remotePath:", remotePath,
                        " service:", serviceName);
       FEN_TRACE(gantryTrace(), 5,
                 "handleMounter: Mounter gone for " << remotePath << " Service:" << serviceName);
@@ -93,7 +93,7 @@ void MountsRegistryEntrySm::handleSwitchConnection(SystemId const& connectionId)
    }
    auto const status = controllerStatus();
    if (!status->registeredSwitch(connectionId)) {
-      RINGSCRIBE_TRACE("handleSwitchConnection", " connection:", connectionId.stringValue(),
+      RINGSCRIBE_TRACE(5, "handleSwitchConnection", " connection:", connectionId.stringValue(),
                        " switch registered:", false);
       FEN_TRACE(gantryTrace(), 5,
                 "handleSwitchConnection: Connection " << connectionId << " switch registered = "
@@ -108,7 +108,7 @@ void MountsRegistryEntrySm::handleSwitchConnection(SystemId const& connectionId)
       doConnectSwitch(connectionId);
       return;
    }
-   RINGSCRIBE_TRACE("handleSwitchConnection", " cannot mount from:", connection);
+   RINGSCRIBE_TRACE(5, "handleSwitchConnection", " cannot mount from:", connection);
    FEN_TRACE(gantryTrace(), 5, "handleSwitchConnection: Cannot mount from " << connection);
    doDisconnectSwitch(connectionId);
 }
@@ -130,7 +130,7 @@ void MountsRegistryEntrySm::doConnectSwitch(SystemId const& connectionId) {
    FEN_ASSERT(switchConfig->connectionConfig(), "switchConfig->connectionConfig()");
    Fen::Name const remotePath = registryEntry()->remotePath();
    if (auto const mount = mountSm(connectionId)) {
-      RINGSCRIBE_TRACE("doConnectSwitch", " remounting:", remotePath,
+      RINGSCRIBE_TRACE(5, "doConnectSwitch", " remounting:", remotePath,
                        " from:", connectionId.stringValue());
       FEN_TRACE(gantryTrace(), 5,
                 "doConnectSwitch: ReMounting " << remotePath << " from:" << connectionId);
@@ -140,7 +140,7 @@ void MountsRegistryEntrySm::doConnectSwitch(SystemId const& connectionId) {
       mount->doRemount();
       return;
    }
-   RINGSCRIBE_TRACE("doConnectSwitch", " mounting:", remotePath,
+   RINGSCRIBE_TRACE(5, "doConnectSwitch", " mounting:", remotePath,
                     " from:", connectionId.stringValue());
    FEN_TRACE(gantryTrace(), 5,
              "doConnectSwitch: Mounting " << remotePath << " from:" << connectionId);
@@ -196,7 +196,7 @@ void MountsRegistryEntrySm::doDisconnectSwitch(SystemId const& connectionId) {
    }
    auto const mount = mountSm(connectionId);
    if (!mount) {
-      RINGSCRIBE_TRACE("doDisconnectSwitch",
+      RINGSCRIBE_TRACE(5, "doDisconnectSwitch",
                        " already unmounted connection:", connectionId.stringValue());
       FEN_TRACE(gantryTrace(), 5,
                 "doDisconnectSwitch: Already unmounted "
@@ -206,18 +206,18 @@ void MountsRegistryEntrySm::doDisconnectSwitch(SystemId const& connectionId) {
       return;
    }
    Fen::String8 const connection = connectionId.stringValue();
-   RINGSCRIBE_TRACE("doDisconnectSwitch", " unmounting:", registryEntry()->remotePath(),
+   RINGSCRIBE_TRACE(5, "doDisconnectSwitch", " unmounting:", registryEntry()->remotePath(),
                     " from:", connection);
    FEN_TRACE(gantryTrace(), 5,
              "doDisconnectSwitch: UnMounting " << registryEntry()->remotePath()
                                                << " from:" << connection);
    // The status follows the state that the mount reports.
    if (preserveMountsOnDisconnect(connection)) {
-      RINGSCRIBE_TRACE("doDisconnectSwitch", " state-preserving unmount");
+      RINGSCRIBE_TRACE(5, "doDisconnectSwitch", " state-preserving unmount");
       FEN_TRACE(gantryTrace(), 5, "doDisconnectSwitch: unmount is state-preserving");
       mount->doStatePreservingUnmount();
    } else {
-      RINGSCRIBE_TRACE("doDisconnectSwitch", " full unmount");
+      RINGSCRIBE_TRACE(5, "doDisconnectSwitch", " full unmount");
       FEN_TRACE(gantryTrace(), 5, "doDisconnectSwitch: unmount is not state-preserving");
       mount->doUnmount();
    }
@@ -234,7 +234,7 @@ bool MountsRegistryEntrySm::preserveMountsOnDisconnect(Fen::String8 connection) 
       // The version filter is not asked: the version has gone with the connection.
       auto const filter = group->systemFilter();
       if (!filter || filter->includedSystem(connection)) {
-         RINGSCRIBE_TRACE("preserveMountsOnDisconnect", " preserving for group:", group->name(),
+         RINGSCRIBE_TRACE(8, "preserveMountsOnDisconnect", " preserving for group:", group->name(),
                           " service:", i->serviceName());
          FEN_TRACE(gantryTrace(), 8,
                    "MountsRegistryEntrySm::preserveMountsOnDisconnect: mounter for group "
@@ -251,7 +251,7 @@ bool MountsRegistryEntrySm::preserveMountsOnDisconnect(Fen::String8 connection) 
 void MountsRegistryEntrySm::FenMountSmDataSm::handleMountState() {
    SystemId const connectionId = fwkKey();
    MountState const newState = mountSmData()->mountState();
-   RINGSCRIBE_TRACE("handleMountState", " connection:", connectionId.stringValue(),
+   RINGSCRIBE_TRACE(8, "handleMountState", " connection:", connectionId.stringValue(),
                     " oldMountState:", oldMountstate(), " newMountState:", newState);
    FEN_TRACE(gantryTrace(), 8,
              "MountsRegistryEntrySm::FenMountSmDataSm::handleMountState"
@@ -264,7 +264,7 @@ void MountsRegistryEntrySm::FenMountSmDataSm::handleMountState() {
    }
    auto const mount = entry->mountSm(connectionId);
    FEN_ASSERT(mount, "mountsRegistryEntrySm()->mountSm( connectionId )");
-   RINGSCRIBE_TRACE("handleMountState", " deleting mountSm:", connectionId.stringValue());
+   RINGSCRIBE_TRACE(8, "handleMountState", " deleting mountSm:", connectionId.stringValue());
    FEN_TRACE(gantryTrace(), 8,
              "MountsRegistryEntrySm::FenMountSmDataSm::handleMountState"
                 << ": Deleting mountSm for " << connectionId);

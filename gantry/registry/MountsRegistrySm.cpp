@@ -37,7 +37,7 @@ void MountsRegistrySm::handleMountEntry(Fen::String8 remotePath) {
    auto const machine = mountsRegistryEntrySm(remotePath);
    if (!entry) {
       if (machine) {
-         RINGSCRIBE_TRACE("handleMountEntry", " deleting registry entry sm for:", remotePath);
+         RINGSCRIBE_TRACE(8, "handleMountEntry", " deleting registry entry sm for:", remotePath);
          FEN_TRACE(gantryTrace(), 8,
                    "MountsRegistrySm::handleMountEntry"
                       << " Deleting registry entry sm for :" << remotePath);
@@ -74,7 +74,7 @@ void MountsRegistrySm::handlePublishEntry(Fen::String8 controllerdbPath) {
    auto const preSm = publishRegistryEntrySm(controllerdbPath);
    if (!pe) {
       if (preSm) {
-         RINGSCRIBE_TRACE("handlePublishEntry", " deleting publish sm for:", controllerdbPath);
+         RINGSCRIBE_TRACE(8, "handlePublishEntry", " deleting publish sm for:", controllerdbPath);
          FEN_TRACE(gantryTrace(), 8,
                    "MountsRegistrySm::handlePublishEntry"
                       << " Deleting publish sm for: " << controllerdbPath);
@@ -116,7 +116,7 @@ void MountsRegistrySm::handleSwitchConnection() {
 }
 
 void MountsRegistrySm::handleSwitchConnection(SystemId const& connectionId) {
-   RINGSCRIBE_TRACE("handleSwitchConnection", " connection:", connectionId.stringValue());
+   RINGSCRIBE_TRACE(8, "handleSwitchConnection", " connection:", connectionId.stringValue());
    FEN_TRACE(gantryTrace(), 8, "MountsRegistrySm::handleSwitchConnection " << connectionId);
    for (auto i = mountsRegistryEntrySmIterator(); i; ++i) {
       i->handleSwitchConnection(connectionId);
@@ -160,7 +160,7 @@ void MountsRegistrySm::handleClientStatus(Fen::Name id) {
    auto const client = clients->entityPtr(id);
    if (!client) {
       if (auto const machine = connectionServiceStatusDirSm(id)) {
-         RINGSCRIBE_TRACE("handleClientStatus", " client gone:", id);
+         RINGSCRIBE_TRACE(5, "handleClientStatus", " client gone:", id);
          machine->doCleanup();
          connectionServiceStatusDirSmDel(id);
       }
@@ -173,7 +173,8 @@ void MountsRegistrySm::handleClientStatus(Fen::Name id) {
 }
 
 void MountsRegistrySm::handleServiceVersion(Fen::String8 serviceName, Fen::String8 connection) {
-   RINGSCRIBE_TRACE("handleServiceVersion", " service:", serviceName, " connection:", connection);
+   RINGSCRIBE_TRACE(8, "handleServiceVersion", " service:", serviceName,
+                    " connection:", connection);
    FEN_TRACE(gantryTrace(), 8,
              "MountsRegistrySm::handleServiceVersion"
                 << " service:" << serviceName << " connection:" << connection);
@@ -193,7 +194,7 @@ MountsRegistrySm::negotiatedServiceVersionForConnection(Fen::String8 serviceName
    auto const services =
       Fen::ptrCast<ServiceStatusDir>(clients ? clients->entityPtr(connection) : nullptr);
    if (!services) {
-      RINGSCRIBE_TRACE("negotiatedServiceVersionForConnection",
+      RINGSCRIBE_TRACE(5, "negotiatedServiceVersionForConnection",
                        " no service status dir:", connection, " service:", serviceName);
       FEN_TRACE(gantryTrace(), 5,
                 "negotiatedServiceVersionForConnection: no serviceStatusDir for "
@@ -205,15 +206,15 @@ MountsRegistrySm::negotiatedServiceVersionForConnection(Fen::String8 serviceName
    // A finished negotiation is what wakes the listener; what counts is that its result is good.
    if (versionStatus && service->enabled() && versionStatus->versionCompatible()) {
       std::uint32_t const version = versionStatus->negotiatedVersion().version();
-      RINGSCRIBE_TRACE("negotiatedServiceVersionForConnection", " negotiated version:", version,
+      RINGSCRIBE_TRACE(5, "negotiatedServiceVersionForConnection", " negotiated version:", version,
                        " connection:", connection, " service:", serviceName);
       FEN_TRACE(gantryTrace(), 5,
                 "negotiatedServiceVersionForConnection: negotiated service version for "
                    << connection << " for service " << serviceName << " = " << version);
       return version;
    }
-   RINGSCRIBE_TRACE("negotiatedServiceVersionForConnection", " no version negotiated:", connection,
-                    " service:", serviceName);
+   RINGSCRIBE_TRACE(5, "negotiatedServiceVersionForConnection",
+                    " no version negotiated:", connection, " service:", serviceName);
    FEN_TRACE(gantryTrace(), 5,
              "negotiatedServiceVersionForConnection: no version negotiated for "
                 << connection << " for service " << serviceName);

@@ -33,7 +33,8 @@ void PublishRegistryEntrySm::handleSwitchConnection(SystemId const& connectionId
       doConnectSwitch(connectionId);
       return;
    }
-   RINGSCRIBE_TRACE("handleSwitchConnection", " Cannot publish:", entryName(), " to:", connection);
+   RINGSCRIBE_TRACE(5, "handleSwitchConnection", " Cannot publish:", entryName(),
+                    " to:", connection);
    FEN_TRACE(gantryTrace(), 5, "handleSwitchConnection: Cannot publish to " << connection);
    doDisconnectSwitch(connectionId);
 }
@@ -47,14 +48,14 @@ bool PublishRegistryEntrySm::canPublishToConnection(Fen::String8 connection) con
    // Before any filter, and without a wildcard: a system that does not know the service is
    // published nothing of it.
    if (negotiatedVersion(connection) == 0) {
-      RINGSCRIBE_TRACE("canPublishToConnection", " no version negotiated:", connection);
+      RINGSCRIBE_TRACE(5, "canPublishToConnection", " no version negotiated:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "canPublishToConnection"
                    << " Connection:" << connection << " no version negotiated yet");
       return false;
    }
    if (!entry->versionFilter()) {
-      RINGSCRIBE_TRACE("canPublishToConnection", "no versionFilter for ", entryName(),
+      RINGSCRIBE_TRACE(5, "canPublishToConnection", "no versionFilter for ", entryName(),
                        " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "MountsRegistryEntrySm::canPublishToConnection"
@@ -64,7 +65,7 @@ bool PublishRegistryEntrySm::canPublishToConnection(Fen::String8 connection) con
       return false;
    }
    if (!entry->systemFilter()) {
-      RINGSCRIBE_TRACE("canPublishToConnection", " no systemfilter for ", entryName(),
+      RINGSCRIBE_TRACE(5, "canPublishToConnection", " no systemfilter for ", entryName(),
                        " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "canPublishToConnection"
@@ -75,14 +76,14 @@ bool PublishRegistryEntrySm::canPublishToConnection(Fen::String8 connection) con
    // By the value: a member that holds false lets nothing through, and neither does a filter
    // without members. Only no filter at all is a wildcard.
    if (entry->systemFilter()->includedSystem(connection)) {
-      RINGSCRIBE_TRACE("canPublishToConnection", " matched systemFilter",
+      RINGSCRIBE_TRACE(5, "canPublishToConnection", " matched systemFilter",
                        " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "canPublishToConnection"
                    << " Connection:" << connection << ": yes, in systemFilter");
       return true;
    }
-   RINGSCRIBE_TRACE("canPublishToConnection", " no matched system for connection: ", connection);
+   RINGSCRIBE_TRACE(5, "canPublishToConnection", " no matched system for connection: ", connection);
    FEN_TRACE(gantryTrace(), 5,
              "canPublishToConnection"
                 << "Connection: " << connection << ": not found in systemfilter");
@@ -96,7 +97,7 @@ bool PublishRegistryEntrySm::hasVersion(Fen::String8 connection, std::uint32_t v
    auto const filter = publishEntry()->versionFilter();
    FEN_ASSERT(filter, "publishEntry()->versionFilter()");
    if (filter->includedServiceVersion(version)) {
-      RINGSCRIBE_TRACE("hasVersion", " matched version: ", version, " service:", service,
+      RINGSCRIBE_TRACE(5, "hasVersion", " matched version: ", version, " service:", service,
                        " connection:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "hasVersion"
@@ -104,7 +105,7 @@ bool PublishRegistryEntrySm::hasVersion(Fen::String8 connection, std::uint32_t v
                    << connection);
       return true;
    }
-   RINGSCRIBE_TRACE("hasVersion", " version not in filter:", version, " service:", service,
+   RINGSCRIBE_TRACE(5, "hasVersion", " version not in filter:", version, " service:", service,
                     " connection:", connection);
    FEN_TRACE(gantryTrace(), 5,
              "hasVersion"

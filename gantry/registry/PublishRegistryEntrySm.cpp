@@ -120,7 +120,7 @@ void PublishRegistryEntrySm::doConnectSwitch(SystemId const& connectionId) {
    FEN_ASSERT(switchConfig, "switchConfig");
    if (!switchConfig->connectionConfig() || !canPublishToConnection(connection)) {
       // Decided once more, so that nobody publishes by calling this alone.
-      RINGSCRIBE_TRACE("doConnectSwitch", " Cannot publish to:", connection);
+      RINGSCRIBE_TRACE(5, "doConnectSwitch", " Cannot publish to:", connection);
       FEN_TRACE(gantryTrace(), 5, "doConnectSwitch: Cannot publish to " << connection);
       return;
    }
@@ -128,7 +128,7 @@ void PublishRegistryEntrySm::doConnectSwitch(SystemId const& connectionId) {
    auto const record = publishedMountsTable()->systemIs(connectionId);
    Fen::String8 const path = publishedPath(connection);
    if (entry->isPrefixPath()) {
-      RINGSCRIBE_TRACE("doConnectSwitch", " publishing ssm:", path, " to:", entry->remotePath(),
+      RINGSCRIBE_TRACE(5, "doConnectSwitch", " publishing ssm:", path, " to:", entry->remotePath(),
                        " type: ", entry->fenType(), " service: ", entry->serviceName());
       FEN_TRACE(gantryTrace(), 5,
                 "doConnectSwitch"
@@ -137,7 +137,7 @@ void PublishRegistryEntrySm::doConnectSwitch(SystemId const& connectionId) {
                    << " to:" << entry->remotePath() << " of type:" << entry->fenType()
                    << " for service: " << entry->serviceName());
    } else {
-      RINGSCRIBE_TRACE("doConnectSwitch", " publishing:", path, " to:", entry->remotePath(),
+      RINGSCRIBE_TRACE(5, "doConnectSwitch", " publishing:", path, " to:", entry->remotePath(),
                        " on:", connection, " type: ", entry->fenType(),
                        " service: ", entry->serviceName());
       FEN_TRACE(gantryTrace(), 5,
@@ -164,7 +164,7 @@ void PublishRegistryEntrySm::doDisconnectSwitch(SystemId const& connectionId) {
    }
    Fen::String8 const path = publishedPath(connection);
    if (!!record->publishedMount(path)) {
-      RINGSCRIBE_TRACE("doDisconnectSwitch", " un-publishing:", path, " from:", connection);
+      RINGSCRIBE_TRACE(5, "doDisconnectSwitch", " un-publishing:", path, " from:", connection);
       FEN_TRACE(gantryTrace(), 5,
                 "doDisconnectSwitch"
                    << " Unpublishing " << path << " from " << connection);
@@ -185,7 +185,7 @@ void PublishRegistryEntrySm::addSwitchToPublishEntryDir(SystemId const& connecti
    FEN_ASSERT(publishEntry()->isPrefixPath(), "publishEntry()->isPrefixPath()");
    auto const switchConfig = controllerStatus()->switchConfig(connectionId);
    if (!switchConfig || !switchConfig->connectionConfig() || !canPublishToConnection(connection)) {
-      RINGSCRIBE_TRACE("addSwitchToPublishEntryDir", " Cannot publish to:", connection);
+      RINGSCRIBE_TRACE(5, "addSwitchToPublishEntryDir", " Cannot publish to:", connection);
       FEN_TRACE(gantryTrace(), 5, "addSwitchToPublishEntryDir: Cannot publish to " << connection);
       return;
    }
@@ -198,7 +198,7 @@ void PublishRegistryEntrySm::addSwitchToPublishEntryDir(SystemId const& connecti
       publishEntryDir->entityIs(connection, publishEntry()->fenType());
       publishEntryDir->entityRef(connection);
    } else {
-      RINGSCRIBE_TRACE("addSwitchToPublishEntryDir", "could not create subdir ",
+      RINGSCRIBE_TRACE(8, "addSwitchToPublishEntryDir", "could not create subdir ",
                        publishedPath(connection));
       FEN_TRACE(gantryTrace(), 8,
                 "addSwitchToPublishEntryDir"

@@ -77,7 +77,7 @@ void ServiceMountGroupSm::addMountConfig(Fen::Name remotePath) {
       return;
    }
    Fen::String8 const prefix = mre->targetPath();
-   RINGSCRIBE_TRACE("addMountConfig", " add mounter", " service:", service, " group:", group,
+   RINGSCRIBE_TRACE(5, "addMountConfig", " add mounter", " service:", service, " group:", group,
                     " rpath:", remotePath, " path prefix:", prefix);
    FEN_TRACE(gantryTrace(), 5,
              "addMountConfig"
@@ -92,8 +92,9 @@ Fen::Ptr<MountsRegistryEntry>
 ServiceMountGroupSm::sharedEntry(Fen::Ptr<MountsRegistryEntry> const& mre,
                                  MountConfig const& mountConfig, MounterName const& mounterName) {
    Fen::Name const remotePath = mre->remotePath();
-   RINGSCRIBE_TRACE("addMountConfig", " dup registry entry", " service:", mounterName.serviceName(),
-                    " group:", mounterName.groupName(), " rpath:", remotePath);
+   RINGSCRIBE_TRACE(5, "addMountConfig", " dup registry entry",
+                    " service:", mounterName.serviceName(), " group:", mounterName.groupName(),
+                    " rpath:", remotePath);
    FEN_TRACE(gantryTrace(), 5,
              "addMountConfig"
                 << ": Duplicate registry entry:"
@@ -118,9 +119,9 @@ Fen::Ptr<MountsRegistryEntry> ServiceMountGroupSm::newEntry(MountConfig const& m
    } else {
       doCreateDirPath(mountsRegistry()->rootDir(), targetPath);
    }
-   RINGSCRIBE_TRACE("addMountConfig", " add registry entry", " service:", mounterName.serviceName(),
-                    " group:", mounterName.groupName(), " rpath:", remotePath,
-                    " tpath:", targetPath);
+   RINGSCRIBE_TRACE(5, "addMountConfig", " add registry entry",
+                    " service:", mounterName.serviceName(), " group:", mounterName.groupName(),
+                    " rpath:", remotePath, " tpath:", targetPath);
    FEN_TRACE(gantryTrace(), 5,
              "addMountConfig"
                 << ": Add registry entry:"
@@ -141,7 +142,7 @@ void ServiceMountGroupSm::removeMountConfig(Fen::Name remotePath) {
    if (!mre) {
       return;
    }
-   RINGSCRIBE_TRACE("removeMountConfig", " del registry entry:", " service:", service,
+   RINGSCRIBE_TRACE(5, "removeMountConfig", " del registry entry:", " service:", service,
                     " group:", group, " path:", remotePath);
    FEN_TRACE(gantryTrace(), 5,
              "removeMountConfig"
@@ -157,7 +158,7 @@ void ServiceMountGroupSm::removeMountConfig(Fen::Name remotePath) {
    if (mre->mounterCount() == 0) {
       // The entry stays, in spite of the words above: the mounts that it drives end through its
       // mounters, and the next request for the path shall find the same target path.
-      RINGSCRIBE_TRACE("removeMountConfig", " all mounters gone", " path:", remotePath);
+      RINGSCRIBE_TRACE(5, "removeMountConfig", " all mounters gone", " path:", remotePath);
       FEN_TRACE(gantryTrace(), 5,
                 "removeMountConfig"
                    << ": All mounters gone:"

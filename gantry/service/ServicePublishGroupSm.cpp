@@ -128,7 +128,7 @@ void ServicePublishGroupSm::addPublishDirOrConfig(
    Fen::String8 controllerdbPath, Fen::String8 remotePath, Fen::String8 fenType, bool isPrefixPath,
    bool readyToPublish, Fen::Ptr<ServicePublishGroupConfig const> const& group) {
    Fen::String8 const service = serviceName();
-   RINGSCRIBE_TRACE("addPublishDirOrConfig", " adding:", " service:", service,
+   RINGSCRIBE_TRACE(5, "addPublishDirOrConfig", " adding:", " service:", service,
                     " cpath:", controllerdbPath, " rpath:", remotePath, " type:", fenType);
    FEN_TRACE(gantryTrace(), 5,
              "addPublishDirOrConfig"
@@ -158,7 +158,7 @@ void ServicePublishGroupSm::removePublishDir(Fen::String8 controllerdbPath) {
 }
 
 void ServicePublishGroupSm::removePublishDirOrConfig(Fen::String8 controllerdbPath) {
-   RINGSCRIBE_TRACE("removePublishDirOrConfig", " removing cpath:", controllerdbPath);
+   RINGSCRIBE_TRACE(5, "removePublishDirOrConfig", " removing cpath:", controllerdbPath);
    FEN_TRACE(gantryTrace(), 5, "removePublishDirOrConfig removing " << controllerdbPath);
    // Whoever owns the entry: two services that declare one path is a mistake of theirs, and the one
    // that corrects it ends the publication for both until it is declared anew. No group remembers

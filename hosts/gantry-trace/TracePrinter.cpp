@@ -1,6 +1,8 @@
 /// What gantry-trace prints, and how it follows a file that tells nobody of its changes.
 #include <hosts/gantry-trace/TracePrinter.h>
 
+#include <nlohmann/json.hpp>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +21,18 @@ constexpr int lookMilliseconds = 50;
 constexpr std::size_t bufferBytes = 64 * 1024;
 
 } // namespace
+
+void choiceAdd(CLI::App& app, Options& options) {
+   app.add_flag("-f,--follow", options.follow,
+                "Go on with new messages, also when the file is replaced, until interrupted");
+   app.add_option(
+         "--level", options.level,
+         "Only messages up to this level: 1 what somebody has to see, 5 also decisions and "
+         "outcomes, 8 also entry into operations")
+      ->check(CLI::Range(0u, 9u));
+   app.add_option("--machine", options.machine,
+                  "Only messages of files whose names begin so, or that have it in their text");
+}
 
 void TimeText::append(std::string& to, std::int64_t wallNanoseconds) {
    std::int64_t nanoseconds = wallNanoseconds % nanosecondsPerSecond;
@@ -88,6 +102,9 @@ void TracePrinter::print() {
 
 bool TracePrinter::isWanted(RingScribe::TraceMessage const& message) const {
    std::string_view const name = message.file.substr(message.file.rfind('/') + 1);
+   if (message.level > options_.level) {
+      return false;
+   }
    return options_.machine.empty() || name.starts_with(options_.machine) ||
           message.text.find(options_.machine) != std::string::npos;
 }
@@ -96,6 +113,29 @@ void TracePrinter::append(RingScribe::TraceMessage const& message) {
    if (!isWanted(message)) {
       return;
    }
+   if (options_.json) {
+      appendJson(message);
+   } else {
+      appendText(message);
+   }
+   buffer_ += '\n';
+   if (buffer_.size() >= bufferBytes) {
+      flush();
+   }
+}
+
+void TracePrinter::appendJson(RingScribe::TraceMessage const& message) {
+   nlohmann::ordered_json json;
+   json["time"] = static_cast<double>(message.wallNanoseconds) / nanosecondsPerSecond;
+   json["sequence"] = message.sequence;
+   json["level"] = message.level;
+   json["file"] = message.file.substr(message.file.rfind('/') + 1);
+   json["line"] = message.line;
+   json["text"] = message.text;
+   buffer_ += json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void TracePrinter::appendText(RingScribe::TraceMessage const& message) {
    timeText_.append(buffer_, message.wallNanoseconds);
    buffer_ += ' ';
    if (options_.location) {
@@ -105,10 +145,6 @@ void TracePrinter::append(RingScribe::TraceMessage const& message) {
       buffer_ += ' ';
    }
    buffer_ += message.text;
-   buffer_ += '\n';
-   if (buffer_.size() >= bufferBytes) {
-      flush();
-   }
 }
 
 void TracePrinter::flush() {
@@ -135,7 +171,8 @@ bool TracePrinter::wait() const {
 }
 
 void TracePrinter::note(std::string const& text) const {
-   std::fprintf(stderr, "gantry-trace: %s: %s\n", options_.file.c_str(), text.c_str());
+   std::fprintf(stderr, "%s: %s: %s\n", options_.program.c_str(), options_.file.c_str(),
+                text.c_str());
 }
 
 } // namespace TraceTool

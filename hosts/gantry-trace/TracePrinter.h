@@ -4,6 +4,8 @@
 #include <gantry/runtime/ringscribe/TraceReader.h>
 #include <gantry/runtime/ringscribe/TraceSource.h>
 
+#include <CLI/CLI.hpp>
+
 #include <cstdint>
 #include <ctime>
 #include <memory>
@@ -20,7 +22,16 @@ struct Options {
    bool utc = false;
    /// Only messages of sites in files whose names begin so, or whose text has it; empty for all.
    std::string machine;
+   /// Only messages of this level and below.
+   unsigned level = 9;
+   /// Each message as one line of JSON.
+   bool json = false;
+   /// Who speaks on standard error.
+   std::string program = "gantry-trace";
 };
+
+/// Adds the options that choose messages to a command line.
+void choiceAdd(CLI::App& app, Options& options);
 
 /// Wall-clock time as text, "YYYY-MM-DD HH:MM:SS.nnnnnnnnn"; keeps the text of the last second.
 class TimeText {
@@ -48,6 +59,8 @@ class TracePrinter {
    /// Prints what is new.
    void print();
    void append(RingScribe::TraceMessage const& message);
+   void appendJson(RingScribe::TraceMessage const& message);
+   void appendText(RingScribe::TraceMessage const& message);
    bool isWanted(RingScribe::TraceMessage const& message) const;
    void flush();
    /// Waits a moment. Returns false when the output has been closed.

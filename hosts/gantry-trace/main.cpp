@@ -13,11 +13,9 @@ int main(int argc, char** argv) {
    CLI::App app("Prints the messages of a trace file in order with their times.", "gantry-trace");
    TraceTool::Options options;
    app.add_option("FILE", options.file, "The trace file")->required();
-   app.add_flag("-f,--follow", options.follow,
-                "Go on with new messages, also when the file is replaced, until interrupted");
+   TraceTool::choiceAdd(app, options);
+   app.add_flag("--json", options.json, "Print each message as one line of JSON");
    app.add_flag("-l,--location", options.location, "Print where in the source each message stands");
-   app.add_option("--machine", options.machine,
-                  "Only messages of files whose names begin so, or that have it in their text");
    app.add_flag("-u,--utc", options.utc, "Print times in UTC instead of local time");
    try {
       app.parse(argc, argv);

@@ -145,10 +145,7 @@ void print(Options const& options, Work const& work, Json const& answer) {
 void traceAdd(CLI::App& app, Options& options, Work& work) {
    CLI::App* const trace = commandAdd(app, options, "trace", "The ring trace of the running host",
                                       "gantry trace -f --machine MountSm");
-   trace->add_flag("-f,--follow", options.trace.follow,
-                   "Go on with new messages until interrupted");
-   trace->add_option("--machine", options.trace.machine,
-                     "Only messages of files whose names begin so, or that have it in their text");
+   TraceTool::choiceAdd(*trace, options.trace);
    trace->callback([&work] { work = {{{"command", "host"}}, nullptr, false, false, true}; });
 }
 
@@ -160,18 +157,15 @@ void documentsAdd(CLI::App& app, Work& work) {
    manual->group("")->callback([&app, &work] { work.text = manualText(app); });
 }
 
-/// With --json only where the file is: its messages are text.
 void traceShow(Options const& options, Json const& answer) {
    std::string const file = memberOf(answer, "ring");
    if (file.empty()) {
       throw RefusedError("this host writes no ring trace; start it with --ring FILE");
    }
-   if (options.json) {
-      std::cout << answer.dump(-1, ' ', false, Json::error_handler_t::replace) << std::endl;
-      return;
-   }
    TraceTool::Options trace = options.trace;
    trace.file = file;
+   trace.json = options.json;
+   trace.program = "gantry";
    try {
       TraceTool::TracePrinter(trace).run();
    } catch (RingScribe::TraceReadError const& error) {

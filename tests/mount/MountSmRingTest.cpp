@@ -11,6 +11,7 @@ class MountSmRingTest : public MountSmTest {
    ~MountSmRingTest() override { cleanUp(); }
    /// What has been traced since the last call.
    Calls texts() { return ring_.texts(); }
+   std::vector<int> levels() { return ring_.levels(); }
 
  private:
    TestSupport::RingTraces ring_;
@@ -33,6 +34,15 @@ TEST_F(MountSmRingTest, AMountFromRequestToSuccess) {
              "type:Linux::InterfaceDir ip:10.0.0.1 port:9001 srcIp: 10.0.0.9",
              "doMountsComplete mount success connection:02:00:00:00:00:01 "
              "remotePath:interfaces"}));
+}
+
+TEST_F(MountSmRingTest, EachMessageHasTheLevelOfTheStreamTrace) {
+   createMounting();
+   answer(Cairn::mountStatusSuccess);
+   EXPECT_EQ(levels(), (std::vector<int>{8, 5, 8, 8, 5, 5}));
+   machine->doUnmount();
+   turn();
+   EXPECT_EQ(levels(), (std::vector<int>{8, 5, 8, 8, 8, 8}));
 }
 
 TEST_F(MountSmRingTest, AFailureAndAMismatch) {

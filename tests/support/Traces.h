@@ -54,6 +54,12 @@ class RingTraces {
       reader_->readNew([&](RingScribe::TraceMessage const& each) { result.push_back(each.text); });
       return result;
    }
+   /// The levels of what has been traced since the last call.
+   std::vector<int> levels() {
+      std::vector<int> result;
+      reader_->readNew([&](RingScribe::TraceMessage const& each) { result.push_back(each.level); });
+      return result;
+   }
 
  private:
    std::filesystem::path folder_;

@@ -67,7 +67,8 @@ void MsgDesc::finish() {
    head.line = line_;
    head.id = static_cast<std::uint16_t>(msgId_);
    head.fileLength = static_cast<std::uint16_t>(file.size());
-   head.letterCount = static_cast<std::uint16_t>(letters.size());
+   head.letterCount = static_cast<std::uint8_t>(letters.size());
+   head.level = level_;
    head.pieceCount = pieceCount_;
    std::string whole(reinterpret_cast<char const*>(&head), sizeof head);
    whole.append(file).append(letters).append(pieces_).resize(head.bytes);

@@ -53,6 +53,8 @@ class GANTRY_EXPORT MsgDesc {
 
    /// The identifier, never zero.
    std::uint32_t msgId() const { return msgId_; }
+   /// From 0, for what everybody has to see, to 9; without a word 0.
+   void levelIs(std::uint8_t level) { level_ = level; }
    MsgFormatString& formatString() { return formatString_; }
    /// Adds a literal piece of the text.
    MsgDesc& operator<<(std::string_view piece);
@@ -67,6 +69,7 @@ class GANTRY_EXPORT MsgDesc {
    std::string_view file_;
    std::uint32_t line_;
    std::uint32_t msgId_;
+   std::uint8_t level_ = 0;
    std::uint16_t pieceCount_ = 0;
    MsgFormatString formatString_;
    std::string pieces_;

@@ -9,6 +9,7 @@ bool describeSite(MsgSite& site, MsgPart const* parts, std::size_t count) {
       return false;
    }
    MsgDesc description(file, site.file, site.line);
+   description.levelIs(site.level);
    site.msgId = description.msgId();
    file->msgIdArrIs(&site.msgId);
    for (std::size_t i = 0; i < count; ++i) {

@@ -1,12 +1,14 @@
 /// Message sites. A site is one statement:
 ///
-///    RINGSCRIBE_TRACE("doMountNow", " mounting ", " remote:", remote, " port:", port);
+///    RINGSCRIBE_TRACE(5, "doMountNow", " mounting ", " remote:", remote, " port:", port);
 ///
-/// Literals are text and cost nothing per message; every other argument becomes an argument of the
-/// message by its type: strings "p", enumerations and integers of up to 32 bits "i", unsigned
-/// 16-bit integers "s", booleans "b", IPv4 addresses "I". Arguments are evaluated only while
-/// tracing is on, which while it is off costs a load and a branch. Sites run on the activity loop's
-/// thread.
+/// The level is that of the stream trace: 8 for entry into an operation, 5 for a decision or an
+/// outcome, 1 for what somebody has to see. A site has it once and for all, so readers choose by it
+/// and writing costs the same at each. Literals are text and cost nothing per message; every other
+/// argument becomes an argument of the message by its type: strings "p", enumerations and integers
+/// of up to 32 bits "i", unsigned 16-bit integers "s", booleans "b", IPv4 addresses "I". Arguments
+/// are evaluated only while tracing is on, which while it is off costs a load and a branch. Sites
+/// run on the activity loop's thread.
 #pragma once
 
 #include <gantry/runtime/fen/Ptr.h>
@@ -121,11 +123,12 @@ inline void storePartCut(RingBuf& buffer, std::size_t, T value) {
    storePart(buffer, value);
 }
 
-/// One site: its identifier, zero until its first use in a file, and its place.
+/// One site: its identifier, zero until its first use in a file, its place and its level.
 struct MsgSite {
    std::uint32_t msgId;
    std::uint32_t line;
    char const* file;
+   std::uint8_t level;
 };
 
 /// One part of a site's text.
@@ -216,10 +219,10 @@ template <class... Arguments>
 
 } // namespace RingScribe
 
-#define RINGSCRIBE_TRACE(...)                                                                      \
+#define RINGSCRIBE_TRACE(level, ...)                                                               \
    do {                                                                                            \
       if (__builtin_expect(static_cast<bool>(::RingScribe::theTraceFile), 0)) {                    \
-         static constinit ::RingScribe::MsgSite fenTraceSite{0, __LINE__, __FILE__};               \
+         static constinit ::RingScribe::MsgSite fenTraceSite{0, __LINE__, __FILE__, (level)};      \
          ::RingScribe::traceMsg(fenTraceSite, __VA_ARGS__);                                        \
       }                                                                                            \
    } while (false)

@@ -14,7 +14,7 @@ struct TraceAnchor {
 };
 
 constexpr char traceMagic[8] = {'R', 'I', 'N', 'G', 'S', 'C', 'R', 'B'};
-constexpr std::uint32_t traceVersion = 1;
+constexpr std::uint32_t traceVersion = 2;
 constexpr std::uint32_t traceByteOrder = 0x01020304;
 constexpr std::size_t traceAnchors = 64;
 
@@ -90,7 +90,8 @@ struct TraceDescriptorHead {
    std::uint32_t line;
    std::uint16_t id;
    std::uint16_t fileLength;
-   std::uint16_t letterCount;
+   std::uint8_t letterCount;
+   std::uint8_t level;
    std::uint16_t pieceCount;
 };
 static_assert(sizeof(TraceDescriptorHead) == 16);

@@ -159,6 +159,7 @@ TraceMessage TraceReader::messageOf(TraceMsgHead const& head,
    Site const& site = found->second;
    message.file = site.file;
    message.line = site.line;
+   message.level = site.level;
    Arguments values(arguments);
    std::size_t letter = 0;
    for (std::optional<std::string> const& piece : site.pieces) {

@@ -266,6 +266,7 @@ void TraceReader::addDescriptor(TraceDescriptorHead const& head, std::span<std::
    }
    Site site;
    site.line = head.line;
+   site.level = head.level;
    appendPrintable(site.file, rest.substr(0, head.fileLength));
    rest.remove_prefix(head.fileLength);
    site.letters = rest.substr(0, head.letterCount);

@@ -37,6 +37,8 @@ struct TraceMessage {
    /// Place of the site.
    std::string_view file;
    std::uint32_t line = 0;
+   /// Level of the site, as of a stream trace; 0 when the site is not described.
+   std::uint8_t level = 0;
    /// One line; what a terminal should not see is escaped, and "[...]" stands where a string was
    /// cut.
    std::string text;
@@ -64,6 +66,7 @@ class GANTRY_EXPORT TraceReader {
    struct Site {
       std::string file;
       std::uint32_t line = 0;
+      std::uint8_t level = 0;
       std::string letters;
       /// Literal pieces; nothing for an argument.
       std::vector<std::optional<std::string>> pieces;

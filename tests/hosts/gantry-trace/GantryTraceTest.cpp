@@ -133,7 +133,7 @@ class GantryTrace : public testing::Test {
    std::filesystem::path folder_;
 };
 
-void message(unsigned number) { RINGSCRIBE_TRACE("message ", number, " of leaf1"); }
+void message(unsigned number) { RINGSCRIBE_TRACE(5, "message ", number, " of leaf1"); }
 
 std::string textOf(std::string const& line) {
    constexpr std::size_t timeLength = sizeof "2026-01-01 00:00:00.000000000 " - 1;
@@ -172,6 +172,27 @@ TEST_F(GantryTrace, PrintsThePlace) {
    message(1);
    ToolRun run({"--location", "--utc", path()});
    EXPECT_THAT(run.line(), HasSubstr("GantryTraceTest.cpp:"));
+}
+
+TEST_F(GantryTrace, PrintsUpToALevel) {
+   traceTo();
+   RINGSCRIBE_TRACE(8, "entered");
+   RINGSCRIBE_TRACE(1, "look here");
+   RINGSCRIBE_TRACE(5, "decided");
+   ToolRun run({"--level", "5", path()});
+   EXPECT_EQ(textOf(run.line()), "look here");
+   EXPECT_EQ(textOf(run.line()), "decided");
+   EXPECT_EQ(run.line(), "");
+   EXPECT_THAT(refused({"--level", "10", path()}), HasSubstr("--level"));
+}
+
+TEST_F(GantryTrace, PrintsJson) {
+   traceTo();
+   RINGSCRIBE_TRACE(8, "a \"quoted\" text");
+   ToolRun run({"--json", path()});
+   EXPECT_THAT(run.line(), MatchesRegex("\\{\"time\":[0-9.]+,\"sequence\":0,\"level\":8,"
+                                        "\"file\":\"GantryTraceTest.cpp\",\"line\":[0-9]+,"
+                                        "\"text\":\"a \\\\\"quoted\\\\\" text\"\\}"));
 }
 
 TEST_F(GantryTrace, FollowsTheWriter) {
@@ -224,7 +245,7 @@ TEST_F(GantryTrace, FollowingEndsWithItsReader) {
 
 TEST_F(GantryTrace, SaysWhenSitesFoundNoRoom) {
    traceTo(RingScribe::traceFileBytesMin);
-   std::vector<RingScribe::MsgSite> sites(200, RingScribe::MsgSite{0, 1, "many.cpp"});
+   std::vector<RingScribe::MsgSite> sites(200, RingScribe::MsgSite{0, 1, "many.cpp", 5});
    for (RingScribe::MsgSite& site : sites) {
       RingScribe::traceMsg(site, "one of many");
    }

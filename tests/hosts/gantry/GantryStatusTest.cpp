@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -160,6 +162,25 @@ TEST_F(GantryStatusTest, TraceOfOneMachine) {
    EXPECT_LT(mounts.size(), all.size());
    EXPECT_TRUE(holds(all, "canMountFromConnection"));
    EXPECT_FALSE(holds(mounts, "canMountFromConnection"));
+}
+
+TEST_F(GantryStatusTest, TraceUpToALevel) {
+   std::string const decisions = tool({"trace", "--level", "5"});
+   EXPECT_TRUE(holds(decisions, "doConnectSwitch mounting:"));
+   EXPECT_FALSE(holds(decisions, "transitionToState "));
+   EXPECT_TRUE(holds(tool({"trace", "--level", "8"}), "transitionToState "));
+   EXPECT_EQ(tool({"trace", "--level", "0"}), "");
+}
+
+TEST_F(GantryStatusTest, TraceAsJson) {
+   std::string const text = tool({"trace", "--json", "--machine", "doMountNow"});
+   auto const message = nlohmann::json::parse(text.substr(0, text.find('\n')));
+   EXPECT_EQ(message["level"], 5);
+   EXPECT_EQ(message["file"], "MountSmMount.cpp");
+   EXPECT_EQ(message["text"].get<std::string>().rfind("doMountNow mounting ", 0), 0u);
+   EXPECT_TRUE(message["time"].is_number_float());
+   EXPECT_TRUE(message["sequence"].is_number_unsigned());
+   EXPECT_TRUE(message["line"].is_number_unsigned());
 }
 
 TEST_F(GantryStatusTest, NumbersHaveTheMountsByState) {

@@ -182,8 +182,6 @@ TEST_F(GantryToolTest, TraceOfTheRunningHost) {
    ChildProgram none("gantry", {"--control", other, "trace", "--machine", "NoSuchMachine"});
    EXPECT_EQ(none.rest(), "");
    EXPECT_EQ(none.status(), 0);
-   ChildProgram where("gantry", {"--control", other, "trace", "--json"});
-   EXPECT_TRUE(holds(where.rest(), "\"ring\":\"" + ring + "\""));
    std::filesystem::remove(ring);
 }
 

@@ -166,7 +166,7 @@ TEST_F(TraceFiles, EveryDamagedByteIsSurvived) {
 TEST_F(TraceFiles, DamagedMessageEndsTheWayBack) {
    traceTo(traceFileBytesMin);
    for (unsigned i = 0; i < 10; ++i) {
-      RINGSCRIBE_TRACE("message ", i);
+      RINGSCRIBE_TRACE(5, "message ", i);
    }
    std::string bytes = fileBytes(path());
    std::size_t const ring = traceHeaderBytes + 2048;
@@ -187,7 +187,7 @@ void fieldIs(std::string& bytes, std::size_t offset, T value) {
 TEST_F(TraceFiles, TicksBecomeTimeByTheAnchorsAroundThem) {
    traceTo(traceFileBytesMin);
    for (unsigned i = 0; i < 6; ++i) {
-      RINGSCRIBE_TRACE("at ", i);
+      RINGSCRIBE_TRACE(5, "at ", i);
    }
    std::string bytes = fileBytes(path());
    constexpr std::int64_t second = 1'000'000'000;

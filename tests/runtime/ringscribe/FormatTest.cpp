@@ -39,8 +39,8 @@ TEST_F(TraceFormat, StringIsP) {
    Fen::Name const name = "eth0";
    std::string const standard = "standard";
    char const* const plain = "plain";
-   RINGSCRIBE_TRACE("p ", framework, ",", name, ",", standard, ",", std::string_view("view"), ",",
-                    plain, ",", Fen::String8(), ".");
+   RINGSCRIBE_TRACE(5, "p ", framework, ",", name, ",", standard, ",", std::string_view("view"),
+                    ",", plain, ",", Fen::String8(), ".");
    EXPECT_EQ(textsOf(path()), Texts{"p leaf1/linux,eth0,standard,view,plain,."});
 }
 
@@ -53,7 +53,7 @@ TEST_F(TraceFormat, StringsOfEachLength) {
    }
    Texts expected;
    for (std::size_t length = 0; length < all.size(); ++length) {
-      RINGSCRIBE_TRACE("<", std::string_view(all).substr(0, length), "|",
+      RINGSCRIBE_TRACE(5, "<", std::string_view(all).substr(0, length), "|",
                        std::string_view(all).substr(all.size() - length), ">");
       expected.push_back("<" + all.substr(0, length) + "|" + all.substr(all.size() - length) + ">");
    }
@@ -63,31 +63,31 @@ TEST_F(TraceFormat, StringsOfEachLength) {
 TEST_F(TraceFormat, UnsignedWordIsI) {
    traceTo();
    unsigned const big = UINT_MAX;
-   RINGSCRIBE_TRACE("i ", 0u, " ", big, " ", 42, " ", std::uint8_t{200}, " ", 'A');
-   RINGSCRIBE_TRACE("enumerations ", Narrow::seven, " ", three, " ", Wide::most);
+   RINGSCRIBE_TRACE(5, "i ", 0u, " ", big, " ", 42, " ", std::uint8_t{200}, " ", 'A');
+   RINGSCRIBE_TRACE(5, "enumerations ", Narrow::seven, " ", three, " ", Wide::most);
    // The letter says unsigned, so a negative number shows its bits.
-   RINGSCRIBE_TRACE("negative ", -1);
+   RINGSCRIBE_TRACE(5, "negative ", -1);
    EXPECT_EQ(textsOf(path()), (Texts{"i 0 4294967295 42 200 65", "enumerations 7 3 4294967295",
                                      "negative 4294967295"}));
 }
 
 TEST_F(TraceFormat, UnsignedHalfWordIsS) {
    traceTo();
-   RINGSCRIBE_TRACE("s ", std::uint16_t{0}, " ", std::uint16_t{9001}, " ", std::uint16_t{65535});
+   RINGSCRIBE_TRACE(5, "s ", std::uint16_t{0}, " ", std::uint16_t{9001}, " ", std::uint16_t{65535});
    EXPECT_EQ(textsOf(path()), Texts{"s 0 9001 65535"});
 }
 
 TEST_F(TraceFormat, BoolIsB) {
    traceTo();
    bool const yes = true;
-   RINGSCRIBE_TRACE("b ", yes, " ", false);
+   RINGSCRIBE_TRACE(5, "b ", yes, " ", false);
    EXPECT_EQ(textsOf(path()), Texts{"b true false"});
 }
 
 TEST_F(TraceFormat, AddressIsCapitalI) {
    traceTo();
    Nimet::IpAddr const framework(Fen::String8("10.1.2.3"));
-   RINGSCRIBE_TRACE("I ", Address{{127, 0, 0, 1}}, " ", Address{{192, 168, 10, 254}}, " ",
+   RINGSCRIBE_TRACE(5, "I ", Address{{127, 0, 0, 1}}, " ", Address{{192, 168, 10, 254}}, " ",
                     framework);
    EXPECT_EQ(textsOf(path()), Texts{"I 127.0.0.1 192.168.10.254 10.1.2.3"});
 }
@@ -95,7 +95,7 @@ TEST_F(TraceFormat, AddressIsCapitalI) {
 TEST_F(TraceFormat, MountMessage) {
    traceTo();
    Fen::String8 const remote = "leaf1//linux/interface";
-   RINGSCRIBE_TRACE("doMountNow", " mounting ", " remote:", remote, " target:", "mnt/leaf1",
+   RINGSCRIBE_TRACE(5, "doMountNow", " mounting ", " remote:", remote, " target:", "mnt/leaf1",
                     " ip:", Address{{10, 0, 0, 1}}, " port:", std::uint16_t{9001},
                     " srcIp: ", Address{{0, 0, 0, 0}});
    EXPECT_EQ(textsOf(path()), Texts{"doMountNow mounting  remote:leaf1//linux/interface "
@@ -104,19 +104,20 @@ TEST_F(TraceFormat, MountMessage) {
 
 TEST_F(TraceFormat, TextAlone) {
    traceTo();
-   RINGSCRIBE_TRACE("only text");
+   RINGSCRIBE_TRACE(5, "only text");
    EXPECT_EQ(textsOf(path()), Texts{"only text"});
 }
 
 TEST_F(TraceFormat, PlaceOfTheSite) {
    traceTo();
    unsigned const line = __LINE__ + 1;
-   RINGSCRIBE_TRACE("here");
+   RINGSCRIBE_TRACE(8, "here");
    TraceFileSource const source(path());
    TraceReader reader(source, "trace");
    reader.readNew([&](TraceMessage const& message) {
       EXPECT_EQ(message.file, __FILE__);
       EXPECT_EQ(message.line, line);
+      EXPECT_EQ(message.level, 8);
    });
 }
 
@@ -152,10 +153,10 @@ TEST_F(TraceFormat, LongStringsAreCutWithAMark) {
    std::string const fits(traceArgumentBytesMax - 2 - 4, 'f');
    std::string const one(5000, '1');
    std::string const two(3000, '2');
-   RINGSCRIBE_TRACE("fits ", fits, " ", 5u);
-   RINGSCRIBE_TRACE("one ", one, " number ", 77u);
-   RINGSCRIBE_TRACE("two ", one, " and ", two, " short ", "s", std::string_view("hort"), " flag ",
-                    true);
+   RINGSCRIBE_TRACE(5, "fits ", fits, " ", 5u);
+   RINGSCRIBE_TRACE(5, "one ", one, " number ", 77u);
+   RINGSCRIBE_TRACE(5, "two ", one, " and ", two, " short ", "s", std::string_view("hort"),
+                    " flag ", true);
    std::size_t const third = (traceArgumentBytesMax - 3 * 2 - 1) / 3;
    EXPECT_EQ(textsOf(path()),
              (Texts{"fits " + fits + " 5",
@@ -192,10 +193,11 @@ TEST_F(TraceFormat, LongStringsStepByStep) {
 
 TEST_F(TraceFormat, WhatDrivesATerminalIsEscaped) {
    traceTo();
-   RINGSCRIBE_TRACE("esc ", std::string_view("\x1b[2J\n\t\x7f", 7), " nul ",
+   RINGSCRIBE_TRACE(5, "esc ", std::string_view("\x1b[2J\n\t\x7f", 7), " nul ",
                     std::string_view("\0", 1));
-   RINGSCRIBE_TRACE("utf8 ", std::string_view("gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x98\x80"));
-   RINGSCRIBE_TRACE("bad ",
+   RINGSCRIBE_TRACE(5, "utf8 ",
+                    std::string_view("gr\xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x98\x80"));
+   RINGSCRIBE_TRACE(5, "bad ",
                     std::string_view("\xc3 \xc0\x80 \xed\xa0\x80 \xf5 \xe2\x80\xae \xc2\x9b"));
    EXPECT_EQ(textsOf(path()),
              (Texts{"esc \\x1b[2J\\x0a\\x09\\x7f nul \\x00",

@@ -64,8 +64,8 @@ TEST_F(TraceRing, OrderAndSequence) {
    traceTo();
    std::vector<std::string> expected;
    for (unsigned i = 0; i < 100; ++i) {
-      RINGSCRIBE_TRACE("even ", i);
-      RINGSCRIBE_TRACE("odd ", std::uint16_t{7}, " ", i);
+      RINGSCRIBE_TRACE(5, "even ", i);
+      RINGSCRIBE_TRACE(5, "odd ", std::uint16_t{7}, " ", i);
       expected.push_back("even " + std::to_string(i));
       expected.push_back("odd 7 " + std::to_string(i));
    }
@@ -103,15 +103,15 @@ void step(std::mt19937& random, Model& model, Fen::Ptr<TraceFile> const& file,
    std::uint32_t const number = static_cast<std::uint32_t>(random());
    switch (below(4)) {
    case 0:
-      RINGSCRIBE_TRACE("bare");
+      RINGSCRIBE_TRACE(5, "bare");
       model.message(0, "bare");
       break;
    case 1:
-      RINGSCRIBE_TRACE("number ", number);
+      RINGSCRIBE_TRACE(5, "number ", number);
       model.message(4, "number " + std::to_string(number));
       break;
    case 2:
-      RINGSCRIBE_TRACE("text ", text, " and ", std::uint16_t{5});
+      RINGSCRIBE_TRACE(5, "text ", text, " and ", std::uint16_t{5});
       model.message(2 + length + 2, "text " + text + " and 5");
       break;
    default: {
@@ -169,10 +169,10 @@ TEST_F(TraceRing, LargestAndSmallestMessagesAtEveryOffset) {
    std::string const largest(traceArgumentBytesMax - 2, 'L');
    for (unsigned round = 0; round < 3000; ++round) {
       for (unsigned i = 0; i < round % 7; ++i) {
-         RINGSCRIBE_TRACE("s");
+         RINGSCRIBE_TRACE(5, "s");
          model.message(0, "s");
       }
-      RINGSCRIBE_TRACE("", largest);
+      RINGSCRIBE_TRACE(5, "", largest);
       model.message(2 + largest.size(), largest);
       if (round % 50 == 0) {
          ASSERT_EQ(textsOf(path()), model.texts());
@@ -207,7 +207,7 @@ TEST_F(TraceRing, TornMessageTakesWhatItMayHaveOverwritten) {
          description << Varg();
          description.finish();
          for (unsigned i = 0; i < 300 + more; ++i) {
-            RINGSCRIBE_TRACE("whole ", i);
+            RINGSCRIBE_TRACE(5, "whole ", i);
          }
          RingBuf buffer = RingBuf::startMsg(theTraceFile, msgId);
          put(buffer, std::string(300, 'z'));

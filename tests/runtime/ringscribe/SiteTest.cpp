@@ -17,13 +17,13 @@ using Texts = std::vector<std::string>;
 
 class TraceSite : public TraceTest::Trace {};
 
-void one(unsigned number) { RINGSCRIBE_TRACE("one ", number); }
-void other(std::string_view text) { RINGSCRIBE_TRACE("other ", text); }
+void one(unsigned number) { RINGSCRIBE_TRACE(5, "one ", number); }
+void other(std::string_view text) { RINGSCRIBE_TRACE(5, "other ", text); }
 
 /// Sites must outlive the files that they are registered with, so those of tests never go.
 MsgSite& siteNew() {
    static std::deque<MsgSite> sites;
-   return sites.emplace_back(MsgSite{0, 1, "open.cpp"});
+   return sites.emplace_back(MsgSite{0, 1, "open.cpp", 5});
 }
 
 /// A site written out, whose identifier the test sees.
@@ -44,11 +44,11 @@ TEST_F(TraceSite, TracesNothingWhileOff) {
       return 1u;
    };
    open.trace(1);
-   RINGSCRIBE_TRACE("off ", value());
+   RINGSCRIBE_TRACE(5, "off ", value());
    EXPECT_EQ(open.site.msgId, 0u);
    EXPECT_FALSE(evaluated);
    traceTo();
-   RINGSCRIBE_TRACE("on ", value());
+   RINGSCRIBE_TRACE(5, "on ", value());
    EXPECT_TRUE(evaluated);
    EXPECT_EQ(textsOf(path()), Texts{"on 1"});
 }
@@ -201,7 +201,7 @@ TEST_F(TraceSite, ArgumentsThatTraceThemselves) {
       one(5);
       return 6u;
    };
-   RINGSCRIBE_TRACE("outer ", inner());
+   RINGSCRIBE_TRACE(5, "outer ", inner());
    EXPECT_EQ(textsOf(path()), (Texts{"one 5", "outer 6"}));
 }
 

@@ -93,7 +93,7 @@ std::string fillOf(std::uint32_t number) {
 } // namespace
 
 void traceNumbered(std::uint32_t number) {
-   RINGSCRIBE_TRACE("number ", number, " fill ", fillOf(number), " end ", number % 3 == 0);
+   RINGSCRIBE_TRACE(5, "number ", number, " fill ", fillOf(number), " end ", number % 3 == 0);
 }
 
 void traceNumberedByHand(std::uint32_t number) {
