@@ -276,12 +276,13 @@ class EntitySource {
       std::string const key = keyParameterType(*a.keyType) + " key";
       std::string const pointer = pointerTo(*a.type);
       std::string const upper = upperFirst(a.name);
+      emitKeyFunction(out_, a);
       out_.gap();
       define(pointer, a.name, key, " const", "return " + a.name + "_.find(key);");
       std::string const more = named(compared);
       out_.line(pointer + " " + name_ + "::" + a.name + "Is(" + declared(parameters) + ") {");
       out_.line("   return Fen::ownedMemberIs<" + attr(a) + ">(");
-      out_.line("      *this, " + keyExpression(a) + ", [&] { return new" + upper + "(" +
+      out_.line("      *this, " + createKey(a) + ", [&] { return new" + upper + "(" +
                 named(parameters) + "); }" + (more.empty() ? "" : ", " + more) + ");");
       out_.line("}");
       define(pointer, "new" + upper, declared(parameters), "",

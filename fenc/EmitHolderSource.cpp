@@ -295,11 +295,12 @@ class HolderSource {
       bool const isMachine = a.type->kind == TypeKind::machine;
       std::string compared = named(comparedParameters(*a.type));
       compared = compared.empty() ? "" : ", " + compared;
+      emitKeyFunction(out_, a);
       out_.gap();
       define(pointer, a.name, key, " const", {"return " + field + ".find(key);"});
       define(pointer, a.name + "Is", declared(parameters), "",
-             {"return Fen::nestedMemberIs(" + field + ", " + keyExpression(a) +
-              ", [&] { return new" + upper + "(" + named(parameters) + "); }" + compared + ");"});
+             {"return Fen::nestedMemberIs(" + field + ", " + createKey(a) + ", [&] { return new" +
+              upper + "(" + named(parameters) + "); }" + compared + ");"});
       std::vector<std::string> create = {hold()};
       create.push_back("auto const member = " +
                        (isMachine ? a.type->cppName + "::" + a.type->name + "Is("

@@ -161,6 +161,51 @@ std::string keyExpression(Attribute const& holder) {
    return result;
 }
 
+int keyPosition(Attribute const& holder) {
+   std::string const key = keyExpression(holder);
+   int position = 0;
+   for (Attribute const* each : createParameters(holder)) {
+      if (each->name == key) {
+         return position;
+      }
+      ++position;
+   }
+   return -1;
+}
+
+std::string keyFunction(Attribute const& holder) {
+   return "fen" + flatName(*holder.owner) + upperFirst(holder.name) + "Key";
+}
+
+std::string createKey(Attribute const& holder) {
+   return keyPosition(holder) >= 0
+             ? keyExpression(holder)
+             : keyFunction(holder) + "(" + named(createParameters(holder)) + ")";
+}
+
+void emitKeyFunction(EmitText& out, Attribute const& holder) {
+   if (keyPosition(holder) >= 0) {
+      return;
+   }
+   Attribute const* const first = stepsOf(holder.keyPath).front();
+   std::string parameters;
+   for (Attribute const* each : createParameters(holder)) {
+      parameters += (parameters.empty() ? "" : ", ") + parameterType(*each) +
+                    (each == first ? " " + each->name : std::string());
+   }
+   out.gap();
+   out.open("static " + holder.keyType->cppName + " " + keyFunction(holder) + "(" + parameters +
+            ") {");
+   if (isPointer(*first)) {
+      out.open("if (!" + first->name + ") {");
+      out.line("Fen::throwNullParameter(" + quoted(first->name) + ", " +
+               quoted(holder.type->cppName + "::" + first->name) + ");");
+      out.close("}");
+   }
+   out.line("return " + keyExpression(holder) + ";");
+   out.close("}");
+}
+
 void emitMemberKey(EmitText& out, Attribute const& holder, bool defines) {
    Type const& member = *holder.type;
    Attribute const* const first = holder.keyPath.steps.front();

@@ -35,6 +35,13 @@ std::vector<Attribute const*> backPointers(Type const& type);
 std::string named(std::vector<Attribute const*> const& parameters);
 /// The key of a member that is to be created, as an expression over createParameters().
 std::string keyExpression(Attribute const& holder);
+/// Where the key stands among createParameters(); -1 when it is read from one of them, by the
+/// function that emitKeyFunction() defines.
+int keyPosition(Attribute const& holder);
+std::string keyFunction(Attribute const& holder);
+void emitKeyFunction(EmitText& out, Attribute const& holder);
+/// The key for the body of find-or-create: its parameter, or what the function gives.
+std::string createKey(Attribute const& holder);
 /// The body of an accessor that is read through a path.
 void emitThrough(EmitText& out, Type const& type, Attribute const& attribute);
 void emitOperations(EmitText& out, Type const& type);

@@ -15,19 +15,6 @@ std::string traits(Type const& type, Attribute const& a) {
    return scopedName(type) + "::Fen" + upperFirst(a.name) + "Attr";
 }
 
-/// Where the key stands among what find-or-create takes; -1 when it is read from one of them.
-std::string keyPosition(Attribute const& a) {
-   std::string const key = keyExpression(a);
-   int position = 0;
-   for (Attribute const* each : createParameters(a)) {
-      if (each->name == key) {
-         return std::to_string(position);
-      }
-      ++position;
-   }
-   return "-1";
-}
-
 } // namespace
 
 std::string accessKind(Type const& type, Attribute const& a) {
@@ -51,7 +38,9 @@ std::string accessKind(Type const& type, Attribute const& a) {
    case AttributeKind::referenceCollection:
       return "Values<" + traits(type, a) + ", " + set + ", " + del + ">";
    case AttributeKind::ownedCollection:
-      return "Owned<" + traits(type, a) + ", " + set + ", " + del + ", " + keyPosition(a) + ">";
+      return "Owned<" + traits(type, a) + ", " + set + ", " + del + ", " +
+             std::to_string(keyPosition(a)) +
+             (keyPosition(a) < 0 ? ", &" + keyFunction(a) : std::string()) + ">";
    case AttributeKind::recordCollection: {
       std::string const record = accessorOf(type, "Fen" + upperFirst(a.name)) + "::" + a.name;
       return "Records<" + traits(type, a) + ", " + set + ", " + del + ", " + record + ", " +

@@ -148,8 +148,9 @@ struct Timer {
 
 constexpr int noPosition = -1;
 
-/// Calls an accessor with arguments of which the one at `Position` is the key.
-template <auto Create, class Key, int Position>
+/// Calls an accessor with arguments of which the one at `Position` is the key. Without a position
+/// the key is a part of an argument, which `KeyOf` reads; it must be the one that is asked for.
+template <auto Create, class Key, int Position, auto KeyOf = nullptr>
 struct Creation {
    using Owner = typename Accessor<decltype(Create)>::Owner;
    using Tuple = typename Accessor<decltype(Create)>::Arguments;
@@ -177,6 +178,11 @@ struct Creation {
                       std::index_sequence<N...>) {
       // Braces: the arguments are taken in order, and all before the call.
       Tuple values{argument<N>(key, arguments)...};
+      if constexpr (!std::is_null_pointer_v<decltype(KeyOf)>) {
+         if (!(KeyOf(std::get<N>(values)...) == *static_cast<Key const*>(key))) {
+            GenericIf::throwTypeException("fen_index");
+         }
+      }
       return (owner.*Create)(std::get<N>(values)...);
    }
    static Ptr<GenericIf> create(PtrInterface& owner, void const* key,
@@ -269,7 +275,7 @@ struct Values : Members<Attr> {
 };
 
 /// Owned objects by key.
-template <class Attr, auto Create, auto Del, int Position>
+template <class Attr, auto Create, auto Del, int Position, auto KeyOf = nullptr>
 struct Owned : Members<Attr> {
    using Base = Members<Attr>;
 
@@ -287,7 +293,7 @@ struct Owned : Members<Attr> {
               &valueForm<typename Base::Key>,
               &readMember,
               nullptr,
-              Creation<Create, typename Base::Key, Position>::function(),
+              Creation<Create, typename Base::Key, Position, KeyOf>::function(),
               &del,
               &Base::map,
               &Base::walk};

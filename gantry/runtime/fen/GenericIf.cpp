@@ -151,126 +151,109 @@ Ptr<GenericIf> GenericIfPtrInterface::attributeOp(AttributeOp const& operation,
    return tableOp(*attribute, operation, key, value);
 }
 
+namespace {
+
+bool isSupported(AttrAccess const& access, unsigned operation) {
+   switch (operation) {
+   case GenericIf::operationGet:
+      return true;
+   case GenericIf::operationSize:
+   case GenericIf::operationVersion:
+   case GenericIf::operationContains:
+      return access.key != nullptr;
+   case GenericIf::operationSet:
+      return access.set != nullptr || access.create != nullptr;
+   case GenericIf::operationDelete:
+      return access.del != nullptr;
+   default:
+      return false;
+   }
+}
+
+} // namespace
+
+PtrInterface& GenericIfPtrInterface::target() const {
+   if (!object_) {
+      throwNullValidPtr();
+   }
+   return *object_;
+}
+
 Ptr<GenericIf> GenericIfPtrInterface::tableOp(AttrDesc const& attribute,
                                               AttributeOp const& operation,
                                               Ptr<GenericIf const> const& key,
                                               Ptr<GenericIf const> const& value) {
    AttrAccess const* const access = attribute.access;
+   unsigned const number = operation.operation();
    bool const isCollection = access != nullptr && access->key != nullptr;
+   bool const concernsMember = number != operationSize && number != operationVersion;
    if (key && !isCollection) {
       throwBadIndexAttrException(attribute.name);
    }
-   if (access == nullptr) {
-      throwOpNotSupportedException(attribute.name, operation.operation());
+   if (access == nullptr || !isSupported(*access, number)) {
+      throwOpNotSupportedException(attribute.name, number);
    }
-   if (!object_) {
-      throwNullValidPtr();
-   }
-   if (!isCollection) {
-      return singleOp(attribute, operation, value);
-   }
-   switch (operation.operation()) {
-   case operationSize:
-      return genericIf(static_cast<std::uint32_t>(access->map(*object_).size()));
-   case operationVersion:
-      return genericIf(static_cast<std::int32_t>(access->map(*object_).version()));
-   case operationGet:
-   case operationContains:
-   case operationSet:
-   case operationDelete:
-      break;
-   default:
-      throwOpNotSupportedException(attribute.name, operation.operation());
-   }
-   if (!key) {
+   if (isCollection && concernsMember && !key) {
       throwTypeException("fen_index");
+   }
+   if (number == operationSet && !value) {
+      throwTypeException(attribute.name);
    }
    // The object may go while its notifiees hear of the change.
    Ptr<PtrInterface> const held(object_);
+   if (!concernsMember) {
+      HashMapGeneric const& members = access->map(target());
+      return number == operationSize ? genericIf(static_cast<std::uint32_t>(members.size()))
+                                     : genericIf(static_cast<std::int32_t>(members.version()));
+   }
+   if (!isCollection) {
+      return memberOp(attribute, number, nullptr, value);
+   }
    Ptr<GenericIf> result;
    auto const carryOut = [&](void const* rawKey) {
-      result = collectionOp(attribute, operation, rawKey, value);
+      result = memberOp(attribute, number, rawKey, value);
    };
    access->key->take(*key, valueUse(carryOut));
    return result;
 }
 
-Ptr<GenericIf> GenericIfPtrInterface::singleOp(AttrDesc const& attribute,
-                                               AttributeOp const& operation,
-                                               Ptr<GenericIf const> const& value) {
+Ptr<GenericIf> GenericIfPtrInterface::memberOp(AttrDesc const& attribute, unsigned operation,
+                                               void const* key, Ptr<GenericIf const> const& value) {
    AttrAccess const& access = *attribute.access;
-   Ptr<PtrInterface> const held(object_);
    Ptr<GenericIf> result;
-   if (operation.operation() == operationGet) {
-      auto const wrap = [&](void const* present) {
-         if (access.value != nullptr) {
-            result = access.value->handle(present, isConst());
-            return;
-         }
-         // A plain pointer: only its class knows where in it the counted object is.
-         void const* const address = *static_cast<void const* const*>(present);
-         FenType const* const type = FenType::type(attribute.valueType);
-         if (type != nullptr) {
-            result =
-               type->genericIf(address != nullptr ? type->objectAt(address) : nullptr, isConst());
-         }
-      };
-      access.read(*held, nullptr, valueUse(wrap));
+   auto const wrap = [&](void const* present) { result = presentHandle(attribute, present); };
+   auto const ignore = [](void const*) {};
+   auto const store = [&](void const* wanted) { access.set(target(), key, wanted); };
+   switch (operation) {
+   case operationGet:
+      access.read(target(), key, valueUse(wrap));
       return result;
-   }
-   bool const isSettable = access.set != nullptr || access.create != nullptr;
-   if (operation.operation() != operationSet || !isSettable) {
-      throwOpNotSupportedException(attribute.name, operation.operation());
-   }
-   if (!value) {
-      throwTypeException(attribute.name);
+   case operationContains:
+      return genericIf(access.read(target(), key, valueUse(ignore)));
+   case operationDelete:
+      return access.del(target(), key);
+   default:
+      break;
    }
    if (access.create != nullptr) {
-      return access.create(*held, nullptr, List_::of(value).items());
+      return access.create(target(), key, List_::of(value).items());
    }
-   auto const store = [&](void const* wanted) { access.set(*held, nullptr, wanted); };
    access.value->take(*value, valueUse(store));
    return nullptr;
 }
 
-Ptr<GenericIf> GenericIfPtrInterface::collectionOp(AttrDesc const& attribute,
-                                                   AttributeOp const& operation, void const* key,
-                                                   Ptr<GenericIf const> const& value) {
-   AttrAccess const& access = *attribute.access;
-   Ptr<GenericIf> result;
-   auto const wrap = [&](void const* present) {
-      result = access.value->handle(present, isConst());
-   };
-   auto const ignore = [](void const*) {};
-   switch (operation.operation()) {
-   case operationGet:
-      access.read(*object_, key, valueUse(wrap));
-      return result;
-   case operationContains:
-      return genericIf(access.read(*object_, key, valueUse(ignore)));
-   case operationSet:
-      if (access.set == nullptr && access.create == nullptr) {
-         break;
-      }
-      if (!value) {
-         throwTypeException(attribute.name);
-      }
-      if (access.create != nullptr) {
-         return access.create(*object_, key, List_::of(value).items());
-      } else {
-         auto const store = [&](void const* wanted) { access.set(*object_, key, wanted); };
-         access.value->take(*value, valueUse(store));
-         return nullptr;
-      }
-   case operationDelete:
-      if (access.del != nullptr) {
-         return access.del(*object_, key);
-      }
-      break;
-   default:
-      break;
+Ptr<GenericIf> GenericIfPtrInterface::presentHandle(AttrDesc const& attribute,
+                                                    void const* present) const {
+   if (attribute.access->value != nullptr) {
+      return attribute.access->value->handle(present, isConst());
    }
-   throwOpNotSupportedException(attribute.name, operation.operation());
+   // A plain pointer: only its class knows where in it the counted object is.
+   void const* const address = *static_cast<void const* const*>(present);
+   FenType const* const type = FenType::type(attribute.valueType);
+   if (type == nullptr) {
+      return nullptr;
+   }
+   return type->genericIf(address != nullptr ? type->objectAt(address) : nullptr, isConst());
 }
 
 Ptr<GenericIf> GenericIfPtrInterface::frameworkOp(AttributeOp const& operation,

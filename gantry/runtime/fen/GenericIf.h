@@ -201,12 +201,17 @@ class GANTRY_EXPORT GenericIfPtrInterface : public GenericIf {
                                       Ptr<GenericIf const> const& key);
 
  private:
+   /// Refuses in a fixed order: a key where there is none, what the attribute cannot do, a key or
+   /// a value that is missing; only then keys and values of a wrong type.
    Ptr<GenericIf> tableOp(AttrDesc const& attribute, AttributeOp const& operation,
                           Ptr<GenericIf const> const& key, Ptr<GenericIf const> const& value);
-   Ptr<GenericIf> singleOp(AttrDesc const& attribute, AttributeOp const& operation,
+   /// What concerns one value: of an attribute, or at a key.
+   Ptr<GenericIf> memberOp(AttrDesc const& attribute, unsigned operation, void const* key,
                            Ptr<GenericIf const> const& value);
-   Ptr<GenericIf> collectionOp(AttrDesc const& attribute, AttributeOp const& operation,
-                               void const* key, Ptr<GenericIf const> const& value);
+   /// A handle on what an attribute gives.
+   Ptr<GenericIf> presentHandle(AttrDesc const& attribute, void const* present) const;
+   /// The object; "null ValidPtr" when there is none.
+   PtrInterface& target() const;
 
    Ptr<PtrInterface> object_;
    FenType* const type_;
