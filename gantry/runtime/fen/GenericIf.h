@@ -251,6 +251,8 @@ class GANTRY_EXPORT GenericIfEntity : public GenericIfPtrInterface {
                               Ptr<GenericIf const> const& key) override;
 
  private:
+   class PendingAttribute;
+
    GenericIf_Adapter_& adapter() const;
    /// Whether the walk over all attributes may go on.
    bool redispatch() const;

@@ -39,6 +39,9 @@ Adapter& GenericIfEntity::adapter() const {
    if (!adapter_) {
       adapter_ = makePtr<GenericIf_Adapter_>(const_cast<GenericIfEntity*>(this));
       adapter_->notifierStore(static_cast<Entity const*>(object().ptr()));
+      // What the handle was told before anybody watched through it holds for its adapter too.
+      adapter_->hasNotificationActiveIs(hasNotificationActive());
+      adapter_->fenDoZombieReactors(fenMarkedForDeletion());
    }
    return *adapter_;
 }
@@ -67,10 +70,13 @@ void GenericIfEntity::notifierIs(Ptr<PtrInterface const> const& notifier) {
    }
    objectIs(Ptr<PtrInterface>(const_cast<Entity*>(entity)));
    if (adapter_) {
+      // Storing leaves the list. An adapter that is closed is on none and remembers whether it is
+      // to be registered, so it must not be told again.
       bool const wasRegistered = adapter_->isRegisteredNotifiee();
-      adapter_->isRegisteredNotifieeIs(false);
       adapter_->notifierStore(entity);
-      adapter_->isRegisteredNotifieeIs(wasRegistered && entity != nullptr);
+      if (wasRegistered) {
+         adapter_->isRegisteredNotifieeIs(true);
+      }
    }
 }
 
@@ -171,6 +177,25 @@ Ptr<Entity> GenericIfEntity::entity() { return Ptr<Entity>(static_cast<Entity*>(
 
 // ---- the adapter -------------------------------------------------------------------------------
 
+/// What a handle is told of now, until the end of a scope.
+class GenericIfEntity::PendingAttribute {
+ public:
+   PendingAttribute(GenericIfEntity& handle, AttributeId id, void const* key)
+      : handle_(handle), formerId_(std::exchange(handle.pendingId_, id)),
+        formerKey_(std::exchange(handle.pendingKey_, key)) {}
+   ~PendingAttribute() {
+      handle_.pendingId_ = formerId_;
+      handle_.pendingKey_ = formerKey_;
+   }
+   PendingAttribute(PendingAttribute const&) = delete;
+   PendingAttribute& operator=(PendingAttribute const&) = delete;
+
+ private:
+   GenericIfEntity& handle_;
+   AttributeId const formerId_;
+   void const* const formerKey_;
+};
+
 Adapter::GenericIf_Adapter_(GenericIfEntity* handle)
    : NotifieeConst(Kind::generic), handle_(handle) {}
 Adapter::~GenericIf_Adapter_() = default;
@@ -196,11 +221,15 @@ void Adapter::doNotification(AttributeId id, void const* key) {
    if (handle_ == nullptr || fenMarkedForDeletion()) {
       return;
    }
+   if (id == zeroReferencesAttributeId) {
+      onZeroReferences();
+      return;
+   }
    Ptr<GenericIfEntity> const held(handle_);
-   held->pendingId_ = id;
-   held->pendingKey_ = key;
+   // A listener may throw, or change the entity and be told again inside; the key lives no longer
+   // than this call.
+   PendingAttribute const pending(*held, id, key);
    held->handleNotification(nullptr);
-   held->pendingKey_ = nullptr;
 }
 
 void Adapter::fenDoZombieReactors(bool zombie) { NotifieeConst::fenDoZombieReactors(zombie); }
