@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <fstream>
 #include <iterator>
 #include <regex>
@@ -42,6 +43,16 @@ std::string attributes(FenType const* type) {
       all += (all.empty() ? "" : " ") + each->name().str();
    }
    return all;
+}
+
+template <class Act>
+std::string refusal(Act const& act) {
+   try {
+      act();
+   } catch (Fen::Exception const& exception) {
+      return exception.text().str();
+   }
+   return "not refused";
 }
 
 TEST(TypeTreeTest, TypesAreListedInTheOrderOfTheirNames) {
@@ -109,8 +120,120 @@ TEST(TypeTreeTest, AHandleOnNullOfEveryType) {
       for (auto const& each : type->attributeQ()) {
          EXPECT_EQ(handle->attributeId(each->name()), each->id());
       }
-      EXPECT_THROW(type->genericIf("'/'", true), Fen::RangeException);
+      EXPECT_TRUE(handle->isConst());
+      EXPECT_FALSE(type->genericIf("None", false)->isConst());
+      // An object of another type, which every directory is, is none of this one.
+      auto const directory = Fen::dirFactory("d");
+      auto const wrong = type->genericIf(directory.ptr(), false);
+      EXPECT_EQ(wrong->strRep(), "None");
+      EXPECT_EQ(wrong->fwkType(), type);
+      EXPECT_EQ(type->genericIf(static_cast<Fen::PtrInterface*>(nullptr), false)->strRep(), "None");
+      EXPECT_EQ(refusal([&] { type->genericIf("'/'", true); }),
+                "no " + name + " at column 0 deserializing '/'");
+      EXPECT_EQ(refusal([&] { type->genericIf("None x", true); }),
+                "junk at column 4 deserializing None x");
    }
+}
+
+TEST(TypeTreeTest, AHandleIsTakenForItsOwnTypesAlone) {
+   for (std::string const& name : listedNames()) {
+      SCOPED_TRACE(name);
+      FenType* const type = FenType::type(name);
+      if (type->form() != nullptr) {
+         continue;
+      }
+      auto const handle = type->genericIf("None", true);
+      EXPECT_EQ(handle->convertedTo(type), nullptr);
+      EXPECT_EQ(handle->convertedTo(Fen::PtrInterface::_fwkType()), nullptr);
+      for (FenType* const other : FenType::types()) {
+         bool const isBase = type->isA(other) || other == Fen::PtrInterface::_fwkType();
+         if (!isBase) {
+            EXPECT_EQ(refusal([&] { handle->convertedTo(other); }), type->name().str());
+         }
+      }
+      EXPECT_EQ(type->isA(Fen::Entity::_fwkType()), type->isEntity());
+   }
+}
+
+TEST(TypeTreeTest, AHandleFromTheTextOfAnEntity) {
+   auto const config = Controller::serviceMountConfigFactory("typeTree");
+   Fen::root()->entityPtrIs(config);
+   auto const filter = config->systemFilterIs("it's");
+   FenType* const type = Controller::MountFilterSystem::_fwkType();
+   for (bool const isConst : {false, true}) {
+      auto const handle = type->genericIf(Fen::valueToStrep(filter), isConst);
+      EXPECT_EQ(handle->convertedTo(type), filter.ptr());
+      EXPECT_EQ(handle->isConst(), isConst);
+      EXPECT_EQ(handle->strRep(), "'/typeTree/systemFilter/it\\'s'");
+   }
+   EXPECT_EQ(refusal([&] { type->genericIf(" '/typeTree'", true); }),
+             "no Controller::MountFilterSystem at column 0 deserializing  '/typeTree'");
+   Fen::root()->entityPtrDel("typeTree");
+}
+
+/// Texts as they stand on a log.
+std::vector<std::uint8_t> onLog(std::vector<std::string> const& all) {
+   std::vector<std::uint8_t> bytes;
+   for (std::string const& each : all) {
+      bytes.insert(bytes.end(), {0, 0, 0, static_cast<std::uint8_t>(each.size())});
+      bytes.insert(bytes.end(), each.begin(), each.end());
+   }
+   return bytes;
+}
+
+TEST(TypeTreeTest, EntitiesAreBuiltFromALog) {
+   for (std::string const& name : listedNames()) {
+      SCOPED_TRACE(name);
+      FenType* const type = FenType::type(name);
+      std::vector<std::string> arguments;
+      for (auto const& parameter : type->parameters()) {
+         arguments.push_back(std::string("the ") + parameter.name);
+      }
+      auto bytes = onLog(arguments);
+      bytes.push_back(7);
+      auto const in = Fen::makePtr<Fen::NboAttrLog::In>(bytes.data(), bytes.size());
+      auto const made = Fen::ptrCast<Fen::Entity>(
+         type->newEntity(in, Fen::PtrInterface::NotifieeConst::Fen_BitSet(), 0, nullptr));
+      EXPECT_EQ(static_cast<bool>(made), type->wire() != nullptr);
+      if (!made) {
+         EXPECT_EQ(in->left(), bytes.size()) << "nothing is read for a type that does not travel";
+         continue;
+      }
+      EXPECT_EQ(in->left(), 1u) << "no more is read than the parameters";
+      EXPECT_EQ(made->fwkType(), type);
+      EXPECT_EQ(made->name().str(), arguments[0]);
+      auto const handle = type->genericIf(made.ptr(), true);
+      for (std::size_t i = 0; i < arguments.size(); ++i) {
+         EXPECT_EQ(handle->get(type->parameters()[i].name)->strRep(),
+                   Fen::valueToStrep(Fen::String8(arguments[i])));
+      }
+   }
+}
+
+TEST(TypeTreeTest, WhatIsSetOfAType) {
+   static constexpr Fen::TypeDesc description = {
+      "Sample::Loose::Type", Fen::TypeKind::entity, nullptr, {}, {}, nullptr, nullptr};
+   auto const loose = Fen::makePtr<FenType>(description);
+   EXPECT_EQ(loose->name(), "Type");
+   EXPECT_EQ(loose->scope(), nullptr);
+   EXPECT_EQ(loose->typeFlags(), 0u);
+   EXPECT_EQ(loose->size(), 0u);
+   EXPECT_FALSE(loose->valAttr());
+   EXPECT_FALSE(loose->defaultCollection());
+   auto const attribute = FenAttr::attr(Controller::PeerTable::_fwkType(), "peer");
+   loose->typeFlagsIs(5);
+   loose->sizeIs(16);
+   loose->valAttrIs(attribute);
+   loose->defaultCollectionIs(attribute);
+   loose->scopeIs(Controller::PeerTable::_fwkType());
+   EXPECT_EQ(loose->typeFlags(), 5u);
+   EXPECT_EQ(loose->size(), 16u);
+   EXPECT_EQ(loose->valAttr(), attribute);
+   EXPECT_EQ(loose->defaultCollection(), attribute);
+   EXPECT_EQ(loose->scope(), Controller::PeerTable::_fwkType());
+   EXPECT_EQ(FenType::type("Sample::Loose::Type"), nullptr) << "it is in no tree";
+   EXPECT_FALSE(loose->newEntity("e", nullptr));
+   EXPECT_FALSE(loose->childAttrLogIs(Fen::dirFactory("d"), nullptr));
 }
 
 TEST(TypeTreeTest, ConstructorParametersAndScopes) {
