@@ -214,5 +214,24 @@ TEST_F(HandleTest, WhatIsMissingIsToldBeforeWhatIsWrong) {
    EXPECT_EQ(filter->includedSystemCount(), 0u);
 }
 
+TEST_F(HandleTest, ATextIsANameAndTheOtherWayRound) {
+   Fen::FenType* const text = Fen::Builtin<Fen::String8>::_fwkType();
+   for (Handle const& key : {Fen::genericIf(Fen::String8("k")), Fen::genericIf(Fen::Name("k"))}) {
+      for (Fen::FenType* const type : {text, Fen::Name::_fwkType()}) {
+         EXPECT_EQ(*static_cast<Fen::String8 const*>(key->convertedTo(type)), "k");
+      }
+      expectRefusal<Fen::TypeException>(key->fwkType()->name().str(),
+                                        [&] { key->convertedTo(Fen::Builtin<bool>::_fwkType()); });
+   }
+}
+
+TEST_F(HandleTest, TheTextOfAReference) {
+   Ptr<Fen::Entity const> const entity = filter;
+   EXPECT_EQ(Fen::valueToStrep<Fen::Entity const>(entity), "'f'");
+   EXPECT_EQ(Fen::valueToStrep<Fen::Entity const>(Ptr<Fen::Entity const>()), "None");
+   EXPECT_EQ(Fen::valueToStrepOfRawPtr(filter.ptr(), Fen::Entity::_fwkType()), "'f'");
+   EXPECT_EQ(handle->strRep(), "'f'");
+}
+
 } // namespace
 } // namespace LibraryTest

@@ -39,6 +39,13 @@ TEST_P(NamedAttributes, TheRowsAreTheTypesAttributes) {
       attributes.emplace_back(each.name);
    }
    EXPECT_EQ(rows, attributes);
+   std::vector<Fen::Name> parameters, types;
+   for (Fen::ParameterDesc const& each : type->parameters()) {
+      parameters.emplace_back(each.name);
+      types.emplace_back(each.type);
+   }
+   EXPECT_EQ(type->constructorArgNameQ(), parameters);
+   EXPECT_EQ(type->constructorArgTypeQ(), types);
 }
 
 TEST_P(NamedAttributes, ByNameAsByAccessor) {
@@ -54,6 +61,54 @@ TEST_P(NamedAttributes, ByNameAsByAccessor) {
          ASSERT_FALSE(HasFailure());
       }
    }
+}
+
+TEST_P(NamedAttributes, IdsHaveTheNames) {
+   randomSeedIs(1);
+   Made const made = GetParam().make();
+   auto const* const entity = dynamic_cast<Fen::Entity const*>(made.object.ptr());
+   if (entity == nullptr) {
+      return;
+   }
+   Fen::AttributeId id = 258;
+   for (AttributeRow const& each : GetParam().attributes) {
+      EXPECT_EQ(Subject(made.object).handle->attributeId(each.name), id);
+      EXPECT_EQ(entity->attributeString(id++), each.name);
+   }
+   EXPECT_EQ(entity->attributeString(id), "unknown");
+   EXPECT_EQ(entity->attributeString(-1), "unknown");
+   EXPECT_EQ(entity->attributeString(6), "isNondestructing");
+}
+
+/// One attribute of the framework: read as typed code does, and never changed.
+template <class Value>
+void frameworkRead(Subject const& subject, char const* name, Value const& value) {
+   SCOPED_TRACE(name);
+   expectReads<Value>(subject, name, value);
+   expectOnlyRead(subject, name);
+}
+
+TEST_P(NamedAttributes, ThoseOfTheFramework) {
+   randomSeedIs(2);
+   Made const made = GetParam().make();
+   Subject const subject(made.object);
+   frameworkRead(subject, "isNondestructing", made.object->isNondestructing());
+   auto const* const entity = dynamic_cast<Fen::Entity const*>(made.object.ptr());
+   if (entity == nullptr) {
+      for (char const* const name : {"fwkKey", "fenHasAttrLogInterface"}) {
+         expectNotSupported(subject, name, {get, set, del, 1, 77});
+         expectNoKey(subject, name);
+         expectConst(subject, name);
+      }
+      return;
+   }
+   frameworkRead(subject, "fwkKey", entity->name());
+   frameworkRead(subject, "name", entity->name());
+   frameworkRead(subject, "fullName", entity->fullName());
+   frameworkRead(subject, "fenHasAttrLogInterface", entity->fenHasAttrLogInterface());
+   EXPECT_EQ(objectOf(operate(subject.handle, "parent", get)), entity->parent().ptr());
+   expectOnlyRead(subject, "parent");
+   expectNotSupported(subject, "fenNboAttrLogSaForMsgChannel", {get, set, del, 1, 77});
 }
 
 std::string testName(testing::TestParamInfo<TypeRow> const& info) {

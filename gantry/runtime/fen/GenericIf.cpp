@@ -258,19 +258,18 @@ Ptr<GenericIf> GenericIfPtrInterface::presentHandle(AttrDesc const& attribute,
 
 Ptr<GenericIf> GenericIfPtrInterface::frameworkOp(AttributeOp const& operation,
                                                   Ptr<GenericIf const> const& key) {
-   if (operation.attributeId() != isNondestructingAttributeId) {
+   // Types of machines list the attributes of the framework as those of entities do.
+   Ptr<FenAttr> const listed = type_->attributeQIdx(operation.attributeId());
+   if (!listed) {
       return GenericIf::attributeOp(operation, key, nullptr);
    }
    if (key) {
-      throwBadIndexAttrException("isNondestructing");
+      throwBadIndexAttrException(listed->name());
    }
-   if (operation.operation() != operationGet) {
-      throwOpNotSupportedException("isNondestructing", operation.operation());
+   if (operation.operation() != operationGet || listed->id() != isNondestructingAttributeId) {
+      throwOpNotSupportedException(listed->name(), operation.operation());
    }
-   if (!object_) {
-      throwNullValidPtr();
-   }
-   return genericIf(object_->isNondestructing());
+   return genericIf(target().isNondestructing(), isConst());
 }
 
 Ptr<GenericIf> GenericIfPtrInterface::clone() const {

@@ -147,12 +147,12 @@ Ptr<GenericIf> GenericIfEntity::frameworkOp(AttributeOp const& operation,
    }
    switch (id) {
    case hasAttrLogAttributeId:
-      return genericIf(self->fenHasAttrLogInterface());
+      return genericIf(self->fenHasAttrLogInterface(), isConst());
    case keyAttributeId:
    case nameAttributeId:
-      return genericIf(self->name());
+      return genericIf(self->name(), isConst());
    case fullNameAttributeId:
-      return genericIf(self->fullName());
+      return genericIf(self->fullName(), isConst());
    default:
       return objectHandle(self->parent().ptr(), Entity::_fwkType(), isConst());
    }
