@@ -6,14 +6,9 @@ namespace Controller {
 
 namespace {
 
-constexpr Fen::TypeDesc systemIdType = {"Controller::SystemId",
-                                        Fen::TypeKind::value,
-                                        &Nimet::EthAddr::_fwkType,
-                                        {},
-                                        {},
-                                        nullptr,
-                                        nullptr,
-                                        &Fen::valueForm<SystemId>};
+constexpr Fen::TypeDesc systemIdType = {
+   "Controller::SystemId",   Fen::TypeKind::value, nullptr, {}, {}, nullptr, nullptr,
+   &Fen::valueForm<SystemId>};
 
 } // namespace
 

@@ -241,6 +241,9 @@ TEST(TypeTreeTest, ConstructorParametersAndScopes) {
    EXPECT_EQ(texts(config->constructorArgNameQ()),
              "remotePath fencType mountFlags targetMountPath");
    EXPECT_EQ(texts(config->constructorArgTypeQ()), "Fen::Name Fen::String Fen::String Fen::String");
+   FenType const* const table = Controller::SystemPublishedMount::_fwkType();
+   EXPECT_EQ(texts(table->constructorArgNameQ()), "name systemId");
+   EXPECT_EQ(texts(table->constructorArgTypeQ()), "Fen::Name Controller::SystemId");
    EXPECT_EQ(attributes(Controller::MountSmData::_fwkType()),
              "isNondestructing fenHasAttrLogInterface connectionId remotePath mountState fwkKey");
    FenType* const machine = Controller::MountSm::_fwkType();
@@ -266,6 +269,13 @@ TEST(TypeTreeTest, FlagsAndTypesOfAttributes) {
    EXPECT_TRUE(mounts->introspectionFlags().contains(Flags::hasInternalIndex_()));
    EXPECT_EQ(mounts->keyType(), Fen::Name::_fwkType());
    EXPECT_EQ(group->defaultCollection(), mounts);
+   // What is computed is an attribute like the others.
+   auto const window =
+      FenAttr::attr(Controller::MountGroupInitialMountSm::_fwkType(), "registrationWindow");
+   EXPECT_EQ(window->attrFlags(), 0u);
+   EXPECT_EQ(window->introspectionFlags(), Flags::isFunction_());
+   EXPECT_EQ(window->valueType(), Fen::Builtin<double>::_fwkType());
+   EXPECT_EQ(window->keyType(), nullptr);
    auto const name = FenAttr::attr(group, "serviceMountGroupName");
    EXPECT_EQ(name->attrFlags(), FenAttr::isConstructorParameter);
    auto const referring = Controller::MountConfig::_fwkType()->referringAttrQ();

@@ -169,6 +169,7 @@ TEST(ValueTextTest, EveryTypeWithATextFormIsTried) {
    for (Fen::FenType const* each : Fen::FenType::types()) {
       if (each->form() != nullptr) {
          known.insert(each->fullTypeName().str());
+         EXPECT_EQ(each->baseType(), nullptr) << "only objects have bases: " << each->name();
       }
    }
    EXPECT_EQ(tried, known);
@@ -280,10 +281,19 @@ struct EnumerationCheck {
          expectRefusal<Fen::UnknownAttrException>(
             name, [&] { handle->attributeOp(GenericIf::AttributeOp(id, get), {}, {}); });
       }
-      Handle const copy = handle->attributeOp(GenericIf::AttributeOp(1, get), {}, {});
-      EXPECT_NE(copy, handle);
-      EXPECT_EQ(Fen::valueTaken<Enumeration>(*copy), value);
-      EXPECT_EQ(copy->strRep(), valueToStrep(value));
+      // Whatever is asked for, a copy is given: there is nothing else to be done.
+      for (unsigned const operation : {get, size, set, del, 77u}) {
+         Handle const copy = handle->attributeOp(GenericIf::AttributeOp(1, operation), {}, {});
+         EXPECT_NE(copy, handle);
+         EXPECT_EQ(Fen::valueTaken<Enumeration>(*copy), value);
+         EXPECT_EQ(copy->strRep(), valueToStrep(value));
+      }
+      Handle const fixed = type->genericIf(valueToStrep(value), true);
+      EXPECT_EQ(fixed->attributeOp(GenericIf::AttributeOp(1, get), {}, {})->strRep(),
+                valueToStrep(value));
+      expectRefusal<Fen::ConstException>("attempting to modify a const instance", [&] {
+         fixed->attributeOp(GenericIf::AttributeOp(1, del), {}, {});
+      });
       EXPECT_EQ(*static_cast<Enumeration const*>(handle->convertedTo(type)), value);
       expectRefusal<Fen::TypeException>(name,
                                         [&] { handle->convertedTo(Fen::Entity::_fwkType()); });

@@ -205,22 +205,24 @@ Ptr<FenAttr> FenType::attributeQIdx(AttributeId id) const {
 
 std::vector<Name> FenType::constructorArgNameQ() const {
    std::vector<Name> result;
-   for (ParameterDesc const& each : parameters()) {
-      result.emplace_back(each.name);
+   for (Ptr<FenAttr> const& each : constructorArgQ_) {
+      result.push_back(each->name());
    }
    return result;
 }
 
 std::vector<Name> FenType::constructorArgTypeQ() const {
    std::vector<Name> result;
-   for (ParameterDesc const& each : parameters()) {
-      result.emplace_back(each.type);
+   for (Ptr<FenAttr> const& each : constructorArgQ_) {
+      result.emplace_back(each->description().valueType);
    }
    return result;
 }
 
-void FenType::derivedTypeQEnq(FenType* type) { derivedTypeQ_.push_back(type); }
 void FenType::attributeQEnq(Ptr<FenAttr> const& attribute) { attributeQ_.push_back(attribute); }
+void FenType::constructorArgQEnq(Ptr<FenAttr> const& parameter) {
+   constructorArgQ_.push_back(parameter);
+}
 void FenType::typeFlagsIs(unsigned flags) { typeFlags_ = flags; }
 void FenType::sizeIs(std::size_t size) { size_ = size; }
 void FenType::valAttrIs(Ptr<FenAttr> const& attribute) { valAttr_ = attribute; }
@@ -270,6 +272,11 @@ Ptr<FenAttr> FenAttr::attr(FenType* type, std::string_view name) {
       }
    }
    return nullptr;
+}
+
+Ptr<FenAttr> FenAttr::attrIs(FenType* type, char const* name, char const* typeName) {
+   auto const description = plainDesc(0, name, AttrKind::constructorParameter, typeName, nullptr);
+   return makePtr<FenAttr>(type, description, isConstructorParameter, FenAttrIntrospectionFlags());
 }
 
 FenType* FenAttr::valueType() const {

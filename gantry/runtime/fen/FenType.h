@@ -101,10 +101,6 @@ class GANTRY_EXPORT FenType : public Entity {
    virtual Ptr<GenericIf> genericIf(String8 const& text, bool isConst) const;
    /// A handle on the object; on null when it is null or of another type.
    virtual Ptr<GenericIf> genericIf(PtrInterface* object, bool isConst) const;
-   /// The object of this type whose own address is given, which may differ from that of its base;
-   /// null for types that are no classes of objects.
-   virtual PtrInterface* objectAt(void const* address) const;
-
    // The queues of what belongs to a type, in declared order.
    virtual std::vector<FenType*> nestedType() const;
    /// The attributes, of any type, whose values or keys are of this type.
@@ -115,12 +111,10 @@ class GANTRY_EXPORT FenType : public Entity {
    /// The attribute with that id, null when the type has none.
    virtual Ptr<FenAttr> attributeQIdx(AttributeId id) const;
    virtual std::vector<Name> constructorArgNameQ() const;
-   /// The names of the types of the constructor parameters.
+   /// The names of the types of the constructor parameters, of a value those of its fields.
    virtual std::vector<Name> constructorArgTypeQ() const;
 
    // Set while the tree of types is filled.
-   virtual void derivedTypeQEnq(FenType* type);
-   virtual void attributeQEnq(Ptr<FenAttr> const& attribute);
    virtual void typeFlagsIs(unsigned flags);
    /// In bytes, 0 when it is not known.
    virtual void sizeIs(std::size_t size);
@@ -129,6 +123,12 @@ class GANTRY_EXPORT FenType : public Entity {
    /// The attribute whose members a tool shows when it is not told which; null for none.
    virtual void defaultCollectionIs(Ptr<FenAttr> const& attribute);
    virtual void scopeIs(FenType* scope);
+   /// The object of this type whose own address is given, which may differ from that of its base;
+   /// null for types that are no classes of objects.
+   virtual PtrInterface* objectAt(void const* address) const;
+   void derivedTypeQEnq(FenType* type) { derivedTypeQ_.push_back(type); }
+   void attributeQEnq(Ptr<FenAttr> const& attribute);
+   void constructorArgQEnq(Ptr<FenAttr> const& parameter);
    void isEntityIs(bool isEntity) { isEntity_ = isEntity; }
    void hasGenericIfSupportIs(bool supported) { hasGenericIfSupport_ = supported; }
 
@@ -155,6 +155,7 @@ class GANTRY_EXPORT FenType : public Entity {
    TypeDesc const& description_;
    FenType* base_;
    std::vector<Ptr<FenAttr>> attributeQ_;
+   std::vector<Ptr<FenAttr>> constructorArgQ_;
    std::vector<FenType*> derivedTypeQ_;
    Ptr<FenAttr> valAttr_;
    Ptr<FenAttr> defaultCollection_;
@@ -224,6 +225,9 @@ class GANTRY_EXPORT FenAttr : public PtrInterface {
    /// The attribute of that name in the type or its bases, null when there is none. The same object
    /// every time.
    static Ptr<FenAttr> attr(FenType* type, std::string_view name);
+   /// A constructor parameter of the type, which has no id of its own: the attribute of its name,
+   /// where there is one, is another object.
+   static Ptr<FenAttr> attrIs(FenType* type, char const* name, char const* typeName);
 
    AttributeId id() const { return description_.id; }
    Name name() const { return description_.name; }

@@ -92,6 +92,14 @@ void IntrospectionReactor::handleType(FenType* type, FenType* base) {
 
 void IntrospectionReactor::handleScopeExit() { type_ = nullptr; }
 
+void IntrospectionReactor::handleAttr(Ptr<FenAttr> const& parameter) {
+   FEN_ASSERT(type_ != nullptr && !parameter_, "type_ != nullptr && !parameter_");
+   parameter_ = parameter;
+   type_->constructorArgQEnq(parameter);
+}
+
+void IntrospectionReactor::handleAttrContextExit() { parameter_ = nullptr; }
+
 Ptr<FenAttr> IntrospectionReactor::defNoninstantiatingAttr(FenType* type,
                                                            AttrDesc const& description,
                                                            unsigned attrFlags,
@@ -112,6 +120,13 @@ void IntrospectionReactor::frameworkAttributesBefore(FenType* type) {
 
 void IntrospectionReactor::frameworkAttributesBehind(FenType* type) {
    defNoninstantiatingAttr(type, key, 0, Flags::isFunction_());
+}
+
+void IntrospectionReactor::constructorParameters(FenType* type) {
+   for (ParameterDesc const& each : type->parameters()) {
+      handleAttr(FenAttr::attrIs(type, each.name, each.type));
+      handleAttrContextExit();
+   }
 }
 
 void IntrospectionReactor::ownAttributes(FenType* type) {
@@ -150,6 +165,7 @@ void IntrospectionReactor::define(FenType* type) {
    }
    type->isEntityIs(isEntityRoot(root));
    type->hasGenericIfSupportIs(true);
+   constructorParameters(type);
    if (!isObject) {
       fieldAttributes(type);
       handleScopeExit();

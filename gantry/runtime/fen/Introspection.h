@@ -1,5 +1,5 @@
-/// Fills the tree of types: one walk that enters a type and its attributes as
-/// objects, from the tables that stand beside its class.
+/// Fills the tree of types: one walk that enters a type, its constructor parameters and its
+/// attributes as objects, from the tables that stand beside its class.
 ///
 /// There is one, for the process. It runs when a type object is made, which is at load, and is not
 /// entered again while it does.
@@ -19,6 +19,9 @@ class GANTRY_EXPORT IntrospectionReactor {
    void handleNameSpace(Name name);
    /// Opens a type, which handleScopeExit() closes, and adds it to what is derived from its base.
    void handleType(FenType* type, FenType* base);
+   /// Enters a constructor parameter in the open type, and opens it until handleAttrContextExit().
+   void handleAttr(Ptr<FenAttr> const& parameter);
+   void handleAttrContextExit();
    /// Enters an attribute in the open type; a collection has a key type.
    Ptr<FenAttr>
    defNoninstantiatingAttr(FenType* type, AttrDesc const& description, unsigned attrFlags,
@@ -31,11 +34,13 @@ class GANTRY_EXPORT IntrospectionReactor {
  private:
    void frameworkAttributesBefore(FenType* type);
    void frameworkAttributesBehind(FenType* type);
+   void constructorParameters(FenType* type);
    void ownAttributes(FenType* type);
    void fieldAttributes(FenType* type);
 
    std::vector<Name> nameSpaces_;
    FenType* type_ = nullptr;
+   Ptr<FenAttr> parameter_;
 };
 
 } // namespace Fen
