@@ -180,6 +180,29 @@ TEST_F(GenericAccess, ownedEntitiesAreMadeFromTheirArguments) {
    EXPECT_EQ(read(operate(handle, "pet", 0, boxed(Fen::Name("cat"))), "residentName"), "'tom'");
 }
 
+TEST_F(GenericAccess, theKeyIsTheOneThatTheArgumentsGive) {
+   Key const main = boxed(Fen::String8("main"));
+   Key const ring = arguments({boxed(Address("main", 3)), boxed(ann)});
+   EXPECT_EQ(refusal<Fen::TypeException>(
+                [&] { operate(handle, "keyRing", 128, boxed(Fen::String8("side")), ring); }),
+             "fen_index");
+   EXPECT_EQ(house->keyRingCount(), 0u);
+   Handle const made = operate(handle, "keyRing", 128, main, ring);
+   EXPECT_EQ(made->convertedTo(KeyRing::_fwkType()), house->keyRing("main").ptr());
+   // Read through a reference, there is no key without what it leads to.
+   Fen::VirtualTime const time(10.0);
+   auto const machine = houseSmFactory(house, 3, "l");
+   Handle const sm = handleOf(machine.ptr());
+   Key const none = Door::_fwkType()->genericIf("None", false);
+   char const* const words =
+      "null _door parameter to mutator for FenTest::DoorSm::door not allowed\"";
+   EXPECT_EQ(refusal<Fen::RangeException>(
+                [&] { operate(sm, "doorSm", 128, boxed(Fen::Name("d")), arguments({none})); }),
+             words);
+   EXPECT_EQ(refusal<Fen::RangeException>([&] { machine->doorSmIs(nullptr); }), words);
+   EXPECT_EQ(machine->doorSmCount(), 0u);
+}
+
 TEST_F(GenericAccess, refusesInFixedOrder) {
    Handle const fixed = handleOf(house.ptr(), true);
    Key const key = boxed(Fen::String8("k"));
@@ -200,6 +223,8 @@ TEST_F(GenericAccess, refusesInFixedOrder) {
    EXPECT_EQ(refusal<Fen::TypeException>([&] { operate(handle, "lit", 128); }), "fen_index");
    EXPECT_EQ(refusal<Fen::TypeException>([&] { operate(handle, "lit", 128, key); }), "lit");
    EXPECT_EQ(refusal<Fen::TypeException>([&] { operate(handle, "motto", 128); }), "motto");
+   // What is missing is missed before anything that is there is looked at.
+   EXPECT_EQ(refusal<Fen::TypeException>([&] { operate(handle, "lit", 128, boxed(true)); }), "lit");
    EXPECT_EQ(refusal<Fen::TypeException>([&] { operate(handle, "motto", 128, {}, boxed(true)); }),
              "bool");
    for (unsigned const operation : {1u, 2u, 3u, 4u, 127u, 129u, 130u, 255u, 256u}) {
