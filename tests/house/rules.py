@@ -4,8 +4,11 @@
 import sys
 import unittest
 
+import documents
 import functions
 import layers
+import messages
+import operations
 import style
 
 GOOD = "// What it is.\n#pragma once\n\nint f();\n"
@@ -98,6 +101,88 @@ class Layers(unittest.TestCase):
     def test_fenc_stands_alone(self):
         text = "#include <fenc/Lexer.h>\n#include <gantry/runtime/fen/A.h>\n"
         self.assertEqual(len(list(layers.fenc_problems("fenc/A.cpp", text))), 1)
+
+
+class Messages(unittest.TestCase):
+    def found(self, code):
+        return [(m.line, m.sink, m.level, m.text) for m in messages.messages("gantry/A.cpp", code)]
+
+    def test_ring(self):
+        code = 'RINGSCRIBE_TRACE("doMountNow", " mounting ",\n   " port:", f(a, ","), " x");\n'
+        self.assertEqual(self.found(code), [(1, "ring", 0, "doMountNow mounting port:* x")])
+
+    def test_stream(self):
+        code = '\nFEN_TRACE(trace(), 5,\n   "A::f" << ": " << g("b", c) << (d ? "yes" : "no"));\n'
+        self.assertEqual(
+            self.found(code),
+            [(2, "trace()", 5, "A::f: *yes"), (2, "trace()", 5, "A::f: *no")],
+        )
+
+    def test_comments_and_macros_are_no_sites(self):
+        self.assertEqual(self.found('/// FEN_TRACE(a, 5, "x");\n#define FEN_TRACE(a, b, c)\n'), [])
+
+
+class Operations(unittest.TestCase):
+    document = (
+        "| 0 | `idle` |\n\n## Messages\n\n### One\n\n`gantry/A.cpp`.\n\n"
+        "| Ring | Stream | Means | Do |\n|---|---|---|---|\n"
+        "| `a *`, `b` | 5: `c`; 8: `d`, `e` | it | |\n"
+    )
+    said = {"gantry/A.cpp": {(0, "a *"), (0, "b"), (5, "c"), (8, "d"), (8, "e")}}
+
+    def test_complete(self):
+        self.assertEqual(list(operations.message_problems(self.document, self.said)), [])
+
+    def caught(self, words, said):
+        problems = list(operations.message_problems(self.document, said))
+        self.assertEqual(len(problems), 1, problems)
+        self.assertIn(words, problems[0])
+
+    def test_faults(self):
+        said = self.said["gantry/A.cpp"]
+        self.caught("`new` at level 5 is missing", {"gantry/A.cpp": said | {(5, "new")}})
+        self.caught("nobody says `c` at level 5", {"gantry/A.cpp": said - {(5, "c")}})
+        self.caught("no chapter for the messages of gantry/B", {**self.said, "gantry/B.cpp": said})
+
+    def test_states(self):
+        code = 'enum State : u32 text "S(%d)" {\n // None = 7.\n idle = 0;\n busy = 1 "b";\n}'
+        self.assertEqual(operations.enumerators(code, "State"), [("idle", "0"), ("busy", "1")])
+        code = "enum class State { idle, busy };"
+        self.assertEqual(operations.enumerators(code, "State"), [("idle", None), ("busy", None)])
+        states = [("gantry/common/MountState.h", "MountState", True)]
+        problems = list(operations.state_problems("| 4 | `mountStateMounted` |\n", states))
+        self.assertEqual(len(problems), 5, problems)
+
+
+class Documents(unittest.TestCase):
+    def test_blocks(self):
+        text = "```sh\na\nb\n```\n\n    00 1f\n\n    command\n\n```\nx\n```\n"
+        self.assertEqual(
+            list(documents.blocks(text)),
+            [(1, "sh", "a\nb"), (8, "indented", "    command"), (10, "", "x")],
+        )
+
+    def test_commands(self):
+        text = "# Why.\na \\\n   --b &\n\ncat > f <<'END'\n# no comment\n\nx\nEND\nc && d # e\n"
+        found = documents.commands(text)
+        self.assertEqual(
+            found, ["a \\\n   --b &", "cat > f <<'END'\n# no comment\n\nx\nEND", "c && d # e"]
+        )
+        self.assertEqual(documents.plain(found[0]), "a --b &")
+        self.assertEqual([documents.plain(each) for each in documents.steps(found[2])], ["c", "d"])
+
+    def test_shown_lines(self):
+        output = "a  1 (since 2026-11-22 00:49:15)\nb\n\nc 2026-11-22 00:49:15.123 d\n"
+        self.assertEqual(documents.lacks("a 1\n...\nc d\n", output), [])
+        self.assertEqual(documents.lacks("b\na 1\n", output), ["a 1"])
+        self.assertEqual(documents.lacks("a 2\n", output), ["a 2"])
+
+    def test_elsewhere(self):
+        self.assertIsNone(documents.elsewhere("gantry status"))
+        self.assertIsNotNone(documents.elsewhere("scripts/test     # everything"))
+        for command in ("cmake --preset none", "fuzz/run build/fuzz/fuzz/fuzz_no fuzz/corpus/no"):
+            with self.assertRaises(documents.Wrong):
+                documents.elsewhere(command)
 
 
 if __name__ == "__main__":
