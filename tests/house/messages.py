@@ -15,7 +15,7 @@ class Message:
     file: str
     line: int
     sink: str  # "ring" or the handle of the stream
-    level: int  # 0 for the ring
+    level: int
     text: str
 
 
@@ -65,7 +65,7 @@ def messages(name, code):
             continue
         parts = arguments(code, match.end(), ",")
         if match.group(1) == "RINGSCRIBE_TRACE":
-            sink, level = "ring", 0
+            sink, level, parts = "ring", int(parts[0]), parts[1:]
         else:
             sink, level = parts[0], int(parts[1])
             whole = arguments(code, match.end(), "<<")

@@ -2,8 +2,8 @@
 """Checks that docs/operations.md explains every state and every trace message, and nothing else.
 
 Under the heading "Messages" each chapter begins with the sources that it is about. In the first
-column of its table stand the messages of the ring trace, in the second those of the stream trace
-behind their level, as tests/house/messages.py reads them from the sources.
+column of its table stand the messages of the ring trace, in the second those of the stream trace,
+each behind its level, as tests/house/messages.py reads them from the sources.
 """
 
 import re
@@ -25,6 +25,7 @@ STATES = [
     ("hosts/gantry-controller/InitialMounts.h", "InitialPhase", False),
 ]
 SPAN = re.compile(r"`([^`]+)`")
+LEVEL = re.compile(r"(\d): ((?:`[^`]+`(?:, )?)+)")
 COMMENT = re.compile(r"//[^\n]*")
 
 
@@ -59,23 +60,22 @@ def chapters(document):
         found = set()
         for cells in rows(rest):
             if len(cells) == 4 and cells[0] != "Ring":
-                found |= {(0, text) for text in SPAN.findall(cells[0])}
-                for part in cells[1].split("; "):
-                    level, _, texts = part.partition(":")
-                    found |= {(int(level or 0), text) for text in SPAN.findall(texts)}
+                for sink, cell in zip(("ring", "stream"), cells):
+                    for level, texts in LEVEL.findall(cell):
+                        found |= {(sink, int(level), text) for text in SPAN.findall(texts)}
         yield heading, sources, found
 
 
 def message_problems(document, sites):
-    """`sites` has the messages of each source, each as its level and its text."""
+    """`sites` has the messages of each source, each as its trace, its level and its text."""
     explained = set()
     for heading, sources, found in chapters(document):
         explained.update(sources)
         said = set().union(*(sites.get(source, set()) for source in sources))
-        for level, text in sorted(said - found):
-            yield f"{DOCUMENT}: {heading}: `{text}` at level {level} is missing"
-        for level, text in sorted(found - said):
-            yield f"{DOCUMENT}: {heading}: nobody says `{text}` at level {level}"
+        for sink, level, text in sorted(said - found):
+            yield f"{DOCUMENT}: {heading}: `{text}` of the {sink} at level {level} is missing"
+        for sink, level, text in sorted(found - said):
+            yield f"{DOCUMENT}: {heading}: nobody says `{text}` at level {level} of the {sink}"
     for source in sorted(set(sites) - explained):
         yield f"{DOCUMENT}: no chapter for the messages of {source}"
 
@@ -85,7 +85,8 @@ def sites():
     for name in tree.files():
         if name.startswith(("gantry/", "hosts/")) and Path(name).suffix in tree.CPP:
             for message in messages.messages(name, tree.text(name)):
-                found.setdefault(name, set()).add((message.level, message.text))
+                sink = "ring" if message.sink == "ring" else "stream"
+                found.setdefault(name, set()).add((sink, message.level, message.text))
     return found
 
 

@@ -108,8 +108,8 @@ class Messages(unittest.TestCase):
         return [(m.line, m.sink, m.level, m.text) for m in messages.messages("gantry/A.cpp", code)]
 
     def test_ring(self):
-        code = 'RINGSCRIBE_TRACE("doMountNow", " mounting ",\n   " port:", f(a, ","), " x");\n'
-        self.assertEqual(self.found(code), [(1, "ring", 0, "doMountNow mounting port:* x")])
+        code = 'RINGSCRIBE_TRACE(5, "doMountNow", " mounting ",\n   " port:", f(a, ","), " x");\n'
+        self.assertEqual(self.found(code), [(1, "ring", 5, "doMountNow mounting port:* x")])
 
     def test_stream(self):
         code = '\nFEN_TRACE(trace(), 5,\n   "A::f" << ": " << g("b", c) << (d ? "yes" : "no"));\n'
@@ -126,9 +126,11 @@ class Operations(unittest.TestCase):
     document = (
         "| 0 | `idle` |\n\n## Messages\n\n### One\n\n`gantry/A.cpp`.\n\n"
         "| Ring | Stream | Means | Do |\n|---|---|---|---|\n"
-        "| `a *`, `b` | 5: `c`; 8: `d`, `e` | it | |\n"
+        "| 8: `a *`, `b` | 5: `c`; 8: `d`, `e` | it | |\n"
     )
-    said = {"gantry/A.cpp": {(0, "a *"), (0, "b"), (5, "c"), (8, "d"), (8, "e")}}
+    ring = {("ring", 8, "a *"), ("ring", 8, "b")}
+    stream = {("stream", 5, "c"), ("stream", 8, "d"), ("stream", 8, "e")}
+    said = {"gantry/A.cpp": ring | stream}
 
     def test_complete(self):
         self.assertEqual(list(operations.message_problems(self.document, self.said)), [])
@@ -140,8 +142,10 @@ class Operations(unittest.TestCase):
 
     def test_faults(self):
         said = self.said["gantry/A.cpp"]
-        self.caught("`new` at level 5 is missing", {"gantry/A.cpp": said | {(5, "new")}})
-        self.caught("nobody says `c` at level 5", {"gantry/A.cpp": said - {(5, "c")}})
+        new = ("stream", 5, "new")
+        self.caught("`new` of the stream at level 5 is missing", {"gantry/A.cpp": said | {new}})
+        self.caught("nobody says `b` at level 8 of the ring",
+                    {"gantry/A.cpp": said - {("ring", 8, "b")}})
         self.caught("no chapter for the messages of gantry/B", {**self.said, "gantry/B.cpp": said})
 
     def test_states(self):
