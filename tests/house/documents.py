@@ -7,8 +7,9 @@ goes on until the document is through, and has to say something before the next 
 "sh fails" is one that must fail. A block "text" behind commands is what the last one of them
 prints: each of its lines has to come, times and lines "..." left out; the command is repeated until
 it has. "synopsis" names programs and options that must exist. What cannot be run here is in
-ELSEWHERE, with the reason and with a look at whether that still holds. Blocks of code are compared
-with the file that they show, where they show one.
+ELSEWHERE, with the reason and with a look at whether that still holds. On the first page code is
+that of a file of the examples. Links lead somewhere, and every option of every program stands in
+some document.
 """
 
 import json
@@ -23,6 +24,7 @@ import threading
 import time
 from pathlib import Path
 
+import document_text
 import tree
 
 # Far longer than anything takes on a loaded machine.
@@ -31,8 +33,6 @@ BINARY = Path(sys.argv[1] if len(sys.argv) > 1 else "build/release").resolve()
 DOCUMENTS = [name for name in tree.files() if re.fullmatch(r"[A-Z]+\.md|docs/.*\.md", name)]
 PROGRAMS = ["gantry", "gantry-controller", "gantry-mount", "gantry-switch", "gantry-trace"]
 OTHERS = {"text", "cpp", "fen", "cmake"}
-DUMP = re.compile(r"^\s*([0-9a-f]{2}\s*)+$")
-TIME = re.compile(r" ?\(since [^)]*\)|\d{4}-\d\d-\d\d |\d\d:\d\d:\d\d(\.\d+)?")
 
 
 class Wrong(Exception):
@@ -115,54 +115,6 @@ ELSEWHERE = [
 ]
 
 
-# ---- reading -------------------------------------------------------------------------------------
-
-
-def blocks(text):
-    """Yields (line, kind, text) of each block; an indented one is a dump or a mistake."""
-    lines = text.splitlines()
-    at = 0
-    while at < len(lines):
-        fence = re.match(r"```(.*)$", lines[at])
-        if fence:
-            end = next((i for i in range(at + 1, len(lines)) if lines[i] == "```"), len(lines))
-            yield at + 1, fence.group(1).strip(), "\n".join(lines[at + 1 : end])
-            at = end
-        elif re.match(r"    \S", lines[at]) and not lines[at - 1].strip():
-            if not DUMP.match(lines[at]):
-                yield at + 1, "indented", lines[at]
-        at += 1
-
-
-def commands(text):
-    """The commands of a block: continued lines and the text of a "<<'END'" belong to one."""
-    found, whole, end = [], [], None
-    for line in text.splitlines():
-        if not whole and (not line.strip() or line.startswith("#")):
-            continue
-        whole.append(line)
-        heredoc = re.search(r"<<'(\w+)'", line)
-        if heredoc:
-            end = heredoc.group(1)
-        elif end is not None:
-            if line == end:
-                end = None
-        if end is None and not line.endswith("\\"):
-            found.append("\n".join(whole))
-            whole = []
-    return found
-
-
-def steps(command):
-    """The parts of a command that "&&" joins, since each may be proven in its own way."""
-    return command.split(" && ") if "<<" not in command else [command]
-
-
-def plain(command):
-    """The command as it is looked up: in one line, without the comment behind it."""
-    return " ".join(re.sub(r"\s+#.*", "", command.replace("\\\n", " ")).split())
-
-
 # ---- running -------------------------------------------------------------------------------------
 
 
@@ -214,7 +166,7 @@ class Place:
         watchdog.start()
         first = child.stdout.readline()
         watchdog.cancel()
-        self.running.append((child, f"{plain(command)}: {first}"))
+        self.running.append((child, f"{document_text.plain(command)}: {first}"))
         # What it says later is of no interest, and must not stop it.
         threading.Thread(target=child.stdout.read, daemon=True).start()
 
@@ -232,17 +184,6 @@ class Place:
         )
 
 
-def shape(line):
-    return " ".join(TIME.sub("", line).split())
-
-
-def lacks(shown, output):
-    """The lines of a block "text" that the output does not have, in their order."""
-    have = iter([shape(line) for line in output.splitlines()])
-    wanted = [line for line in shown.splitlines() if line.strip() not in ("", "...")]
-    return [line for line in wanted if not any(one == shape(line) for one in have)]
-
-
 def carry_out(place, command, fails, shown):
     """Runs one command, again and again until it has printed what is shown."""
     deadline = time.monotonic() + PATIENCE
@@ -250,7 +191,7 @@ def carry_out(place, command, fails, shown):
         status, output = place.run(command)
         if (status != 0) != fails:
             raise Wrong(f"ends with status {status}: {output}")
-        missing = lacks(shown, output) if shown else []
+        missing = document_text.lacks(shown, output) if shown else []
         if not missing:
             return
         if time.monotonic() > deadline:
@@ -260,7 +201,7 @@ def carry_out(place, command, fails, shown):
 def elsewhere(command):
     """Why the command need not be run here, None when it must."""
     for pattern, reason, check in ELSEWHERE:
-        match = re.fullmatch(pattern, plain(command))
+        match = re.fullmatch(pattern, document_text.plain(command))
         if match:
             check(match)
             return reason
@@ -286,8 +227,8 @@ def help_text(program):
 
 def check_synopsis(text):
     """Every program of a synopsis must know the options that stand behind it."""
-    for command in commands(text):
-        words = plain(command).split()
+    for command in document_text.commands(text):
+        words = document_text.plain(command).split()
         known = help_text(words[0])
         for option in re.findall(r"--[\w-]+", " ".join(words[1:])):
             if option not in known:
@@ -314,11 +255,11 @@ def check_json(place, text):
 
 def run_block(place, kind, text, behind, ran, proven):
     """Runs the commands of one block; the text behind it is what the last one prints."""
-    each = [part for whole in commands(text) for part in steps(whole)]
+    each = [part for whole in document_text.commands(text) for part in document_text.steps(whole)]
     for number, command in enumerate(each, 1):
         reason = elsewhere(command)
         if reason is not None:
-            proven.append(f"{plain(command)}: {reason}")
+            proven.append(f"{document_text.plain(command)}: {reason}")
             continue
         ran.append(command)
         if command.endswith("&"):
@@ -329,7 +270,7 @@ def run_block(place, kind, text, behind, ran, proven):
 
 def document(name, place, ran, proven):
     """Goes through one document; yields its problems."""
-    found = list(blocks(tree.text(name)))
+    found = list(document_text.blocks(tree.text(name)))
     for (line, kind, text), (_, kind_behind, behind) in zip(found, [*found[1:], (0, "", "")]):
         where = f"{name}:{line}: "
         try:
@@ -360,6 +301,7 @@ def options_problems():
 def main():
     ran, proven, problems = [], [], list(options_problems())
     for name in DOCUMENTS:
+        problems += document_text.links_problems(name)
         place = Place()
         try:
             problems += document(name, place, ran, proven)

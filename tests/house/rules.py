@@ -4,6 +4,7 @@
 import sys
 import unittest
 
+import document_text
 import documents
 import functions
 import layers
@@ -162,24 +163,25 @@ class Documents(unittest.TestCase):
     def test_blocks(self):
         text = "```sh\na\nb\n```\n\n    00 1f\n\n    command\n\n```\nx\n```\n"
         self.assertEqual(
-            list(documents.blocks(text)),
+            list(document_text.blocks(text)),
             [(1, "sh", "a\nb"), (8, "indented", "    command"), (10, "", "x")],
         )
 
     def test_commands(self):
         text = "# Why.\na \\\n   --b &\n\ncat > f <<'END'\n# no comment\n\nx\nEND\nc && d # e\n"
-        found = documents.commands(text)
+        found = document_text.commands(text)
         self.assertEqual(
             found, ["a \\\n   --b &", "cat > f <<'END'\n# no comment\n\nx\nEND", "c && d # e"]
         )
-        self.assertEqual(documents.plain(found[0]), "a --b &")
-        self.assertEqual([documents.plain(each) for each in documents.steps(found[2])], ["c", "d"])
+        self.assertEqual(document_text.plain(found[0]), "a --b &")
+        steps = document_text.steps(found[2])
+        self.assertEqual([document_text.plain(each) for each in steps], ["c", "d"])
 
     def test_shown_lines(self):
         output = "a  1 (since 2026-11-22 00:49:15)\nb\n\nc 2026-11-22 00:49:15.123 d\n"
-        self.assertEqual(documents.lacks("a 1\n...\nc d\n", output), [])
-        self.assertEqual(documents.lacks("b\na 1\n", output), ["a 1"])
-        self.assertEqual(documents.lacks("a 2\n", output), ["a 2"])
+        self.assertEqual(document_text.lacks("a 1\n...\nc d\n", output), [])
+        self.assertEqual(document_text.lacks("b\na 1\n", output), ["a 1"])
+        self.assertEqual(document_text.lacks("a 2\n", output), ["a 2"])
 
     def test_elsewhere(self):
         self.assertIsNone(documents.elsewhere("gantry status"))
