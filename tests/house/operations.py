@@ -1,5 +1,6 @@
 #!/usr/bin/env python3
-"""Checks that docs/operations.md explains every state and every trace message, and nothing else.
+"""Checks that docs/operations.md explains every state, every step of a decision that people are
+shown, and every trace message, and no other message.
 
 Under the heading "Messages" each chapter begins with the sources that it is about. In the first
 column of its table stand the messages of the ring trace, in the second those of the stream trace,
@@ -23,6 +24,13 @@ STATES = [
     ("gantry/access/PublishedAccess.h", "Verdict", False),
     ("hosts/gantry-controller/Switches.h", "SwitchState", False),
     ("hosts/gantry-controller/InitialMounts.h", "InitialPhase", False),
+]
+# Words that programs show, and how a source has them; each has to stand in the document.
+WORDS = [
+    ("hosts/gantry-controller/Explanation.cpp", r'\bstep\(\s*"(\w+)"'),
+    ("hosts/gantry-controller/InitialMounts.cpp", r'outcome =[^;]*?"(\w+)"'),
+    ("hosts/gantry-controller/InitialMounts.cpp", r'outcome =[^;]*:\s*"(\w+)"'),
+    ("hosts/gantry-controller/InitialMounts.cpp", r'"(waiting for \w+)"'),
 ]
 SPAN = re.compile(r"`([^`]+)`")
 LEVEL = re.compile(r"(\d): ((?:`[^`]+`(?:, )?)+)")
@@ -50,6 +58,16 @@ def state_problems(document, states=None):
             cells = [number, f"`{word}`"] if numbered else [f"`{word}`"]
             if not any(row[: len(cells)] == cells for row in table):
                 yield f"{DOCUMENT}: no row for {' '.join(cells)} of {source}"
+
+
+def word_problems(document):
+    for source, pattern in WORDS:
+        words = set(re.findall(pattern, tree.text(source)))
+        if not words:
+            yield f"{source} has no words as {pattern} finds them"
+        for word in sorted(words):
+            if f"`{word}`" not in document:
+                yield f"{DOCUMENT}: `{word}` of {source} is not explained"
 
 
 def chapters(document):
@@ -93,7 +111,11 @@ def sites():
 def main():
     document = tree.text(DOCUMENT)
     found = sites()
-    problems = [*state_problems(document), *message_problems(document, found)]
+    problems = [
+        *state_problems(document),
+        *word_problems(document),
+        *message_problems(document, found),
+    ]
     return tree.report(problems, sum(map(len, found.values())), "messages")
 
 
