@@ -68,6 +68,7 @@
 #include <gantry/runtime/fen/GenericIf.h>
 #include <gantry/runtime/fen/HashMap.h>
 #include <gantry/runtime/fen/HashMapGeneric.h>
+#include <gantry/runtime/fen/Histogram.h>
 #include <gantry/runtime/fen/Introspection.h>
 #include <gantry/runtime/fen/LinkQueue.h>
 #include <gantry/runtime/fen/LinkedQueue.h>

@@ -249,28 +249,27 @@ void ActivityLoop::tell(FileDescriptor* watched, std::uint32_t ready) {
    }
 }
 
-/// How long a turn keeps the loop from everybody else: counted when something ran.
+/// How long a turn keeps the loop from everybody else.
 class ActivityLoop::TurnTime {
  public:
    void begin() { begin_ = std::chrono::steady_clock::now(); }
-   void count() const {
-      static Counter& turns = Counters::counter("loop.turns");
-      static Counter& busy = Counters::counter("loop.busy_nanoseconds");
-      static Counter& longest = Counters::counter("loop.longest_turn_nanoseconds");
-      auto const took = static_cast<std::uint64_t>(
+   std::uint64_t nanoseconds() const {
+      return static_cast<std::uint64_t>(
          std::chrono::nanoseconds(std::chrono::steady_clock::now() - begin_).count());
-      turns.increment();
-      busy.increment(took);
-      if (took > longest.value()) {
-         longest.valueIs(took);
-      }
    }
 
  private:
    std::chrono::steady_clock::time_point begin_;
 };
 
-bool ActivityLoop::runReady(double waitSeconds, TurnTime& time) {
+void ActivityLoop::countTurn(TurnTime const& time, std::size_t waiting) {
+   turnTimes_.add(time.nanoseconds());
+   queueDepth_ = waiting;
+   largestQueueDepth_ = std::max(largestQueueDepth_, waiting);
+}
+
+/// Says how much was due and ready.
+std::size_t ActivityLoop::runReady(double waitSeconds, TurnTime& time) {
    epoll_event events[eventsPerTurn];
    int const count = wait(waitSeconds, events, eventsPerTurn);
    time.begin();
@@ -282,7 +281,7 @@ bool ActivityLoop::runReady(double waitSeconds, TurnTime& time) {
          tell(slots_[slot].watched, events[i].events);
       }
    }
-   return fired > 0 || count > 0;
+   return fired + static_cast<std::size_t>(std::max(count, 0));
 }
 
 bool ActivityLoop::runOnce(double maxWaitSeconds) {
@@ -291,15 +290,16 @@ bool ActivityLoop::runOnce(double maxWaitSeconds) {
    double waitSeconds = std::min(maxWaitSeconds, clock_->nextTime() - now());
    // Work that is pending already, from outside a turn or from the end of the last one, is done at
    // the end of this one and does not wait for anything.
-   if (VirtualTime::current() != nullptr ||
-       std::any_of(turnEnd_.begin(), turnEnd_.end(), [](auto* work) { return work != nullptr; })) {
+   auto const putOff = static_cast<std::size_t>(std::count_if(
+      turnEnd_.begin(), turnEnd_.end(), [](auto const* work) { return work != nullptr; }));
+   if (VirtualTime::current() != nullptr || putOff > 0) {
       waitSeconds = 0.0;
    }
    TurnTime time;
-   bool ran = runReady(waitSeconds, time);
-   ran = runTurnEnd() || ran;
+   std::size_t const ready = runReady(waitSeconds, time);
+   bool const ran = runTurnEnd() || ready > 0;
    if (ran) {
-      time.count();
+      countTurn(time, putOff + ready);
    }
    inTurn_ = false;
    return ran;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gantry/runtime/fen/Clock.h>
+#include <gantry/runtime/fen/Histogram.h>
 #include <gantry/runtime/fen/Notifiee.h>
 
 #include <cstdint>
@@ -132,6 +133,14 @@ class GANTRY_EXPORT ActivityLoop {
 
    Ptr<Clock> const& clock() const { return clock_; }
 
+   /// How long turns kept everybody else waiting, in nanoseconds: of turns in which something ran.
+   Histogram const& turnTimes() const { return turnTimes_; }
+   /// How much waited at the beginning of the last such turn: work put off, clock reactors that
+   /// were due and descriptors that were ready, of which one turn takes a bounded number.
+   std::size_t queueDepth() const { return queueDepth_; }
+   /// The most that ever waited so.
+   std::size_t largestQueueDepth() const { return largestQueueDepth_; }
+
  private:
    friend class FileDescriptor;
    friend class TurnEndWork;
@@ -149,7 +158,8 @@ class GANTRY_EXPORT ActivityLoop {
    void unwatch(FileDescriptor* watched);
    void poll(FileDescriptor* watched);
    bool runTurnEnd();
-   bool runReady(double waitSeconds, TurnTime& time);
+   std::size_t runReady(double waitSeconds, TurnTime& time);
+   void countTurn(TurnTime const& time, std::size_t waiting);
    int wait(double waitSeconds, void* events, int capacity);
    void tell(FileDescriptor* watched, std::uint32_t ready);
 
@@ -163,6 +173,9 @@ class GANTRY_EXPORT ActivityLoop {
    std::vector<FileDescriptor*> polled_;
    std::vector<TurnEndWork*> turnEnd_;
    std::vector<TurnEndWork*> turnEndRunning_;
+   Histogram turnTimes_;
+   std::size_t queueDepth_ = 0;
+   std::size_t largestQueueDepth_ = 0;
 };
 
 } // namespace Fen

@@ -335,16 +335,43 @@ class Work : public Fen::TurnEndWork {
 };
 
 TEST_F(LoopTest, TurnsInWhichSomethingRanAreCounted) {
-   std::uint64_t const turns = Fen::Counters::value("loop.turns");
-   std::uint64_t const busy = Fen::Counters::value("loop.busy_nanoseconds");
+   std::uint64_t const turns = loop.turnTimes().count();
+   std::uint64_t const busy = loop.turnTimes().sum();
    loop.runOnce(0.0);
-   EXPECT_EQ(Fen::Counters::value("loop.turns"), turns);
+   EXPECT_EQ(loop.turnTimes().count(), turns);
    Work work("work", log);
    work.pendingIs(true);
    loop.runOnce(0.0);
-   EXPECT_EQ(Fen::Counters::value("loop.turns"), turns + 1);
-   EXPECT_GT(Fen::Counters::value("loop.busy_nanoseconds"), busy);
-   EXPECT_GT(Fen::Counters::value("loop.longest_turn_nanoseconds"), 0u);
+   EXPECT_EQ(loop.turnTimes().count(), turns + 1);
+   EXPECT_GT(loop.turnTimes().sum(), busy);
+   EXPECT_GT(loop.turnTimes().largest(), 0u);
+}
+
+TEST_F(LoopTest, WhatWaitsAtTheBeginningOfATurnIsCounted) {
+   Pair pair;
+   auto const watched = Fen::makePtr<FileDescriptor>(pair.ends[0]);
+   auto const watcher = Fen::makePtr<Watcher>(watched, "w", log);
+   watched->readableWantedIs(true);
+   ASSERT_EQ(::write(pair.ends[1], "x", 1), 1);
+   Work first("first", log);
+   Work second("second", log);
+   Work late("late", log);
+   first.pendingIs(true);
+   second.pendingIs(true);
+   // What comes within the turn did not wait for it.
+   watcher->readable = [&] {
+      late.pendingIs(true);
+      watched->readableWantedIs(false);
+   };
+   loop.runOnce(0.0);
+   EXPECT_EQ(loop.queueDepth(), 3u);
+   EXPECT_GE(loop.largestQueueDepth(), 3u);
+   first.pendingIs(true);
+   loop.runOnce(0.0);
+   EXPECT_EQ(loop.queueDepth(), 1u);
+   EXPECT_GE(loop.largestQueueDepth(), 3u);
+   loop.runOnce(0.0);
+   EXPECT_EQ(loop.queueDepth(), 1u); // nothing ran
 }
 
 TEST_F(LoopTest, WorkRunsOnceAtTheEndOfTheTurn) {
