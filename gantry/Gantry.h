@@ -41,6 +41,7 @@
 #include <gantry/runtime/cairn/MountStatus.h>
 #include <gantry/runtime/cairn/Mounter.h>
 #include <gantry/runtime/cairn/PeerPolicy.h>
+#include <gantry/runtime/cairn/PeerUse.h>
 #include <gantry/runtime/cairn/RemoteUnmounter.h>
 #include <gantry/runtime/cairn/Server.h>
 #include <gantry/runtime/cairn/TcpConfig.h>

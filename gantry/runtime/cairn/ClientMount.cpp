@@ -2,6 +2,7 @@
 #include <gantry/runtime/cairn/CairnTrace.h>
 #include <gantry/runtime/cairn/ClientMount.h>
 #include <gantry/runtime/cairn/Link.h>
+#include <gantry/runtime/fen/Counters.h>
 #include <gantry/runtime/fen/FenType.h>
 
 #include <string>
@@ -95,6 +96,8 @@ void ClientMount::replyIs(MountReply const& reply) {
    if (reply.status != mountStatusSuccess) {
       MountStatus const status =
          reply.status == mountStatusNone ? mountStatusRefused : reply.status;
+      Fen::Counters::counter(std::string("cairn.refused_by_peers.") + stringValue(status).charPtr())
+         .increment();
       fail({status, reply.reason});
       return;
    }
@@ -107,6 +110,11 @@ void ClientMount::replyIs(MountReply const& reply) {
    Fen::Ptr<Session> const running(session());
    if (!running) {
       return; // a reactor of a new directory has ended the mount
+   }
+   if (directory->entityPtr(wish_.target.back())) {
+      // The copy of an earlier connection is here, and is brought up to date.
+      static Fen::Counter& resyncs = Fen::Counters::counter("cairn.resyncs");
+      resyncs.increment();
    }
    logIs(Fen::NboAttrLog::Demuxer::targetIs(
       running->logOptions(*this, reply.writable), directory, wish_.target.back(),

@@ -18,7 +18,7 @@ using Fen::NboAttrLog::refuse;
 } // namespace
 
 ClientSession::ClientSession(TcpConfig const& config, Fen::String8 peer, Link* link)
-   : Session(config, peer), link_(link) {}
+   : Session(config, peer, false), link_(link) {}
 
 ClientSession::~ClientSession() = default;
 
@@ -72,7 +72,7 @@ void ClientSession::handleControl(FrameKind kind, std::uint32_t channel,
       if (!peerFits(reply.version, reply.messageBytes)) {
          return;
       }
-      peerIs(peer() + " (" + reply.sysname + ")");
+      peerNameIs(reply.sysname);
       establishedIs();
       FEN_TRACE(cairnTrace(), 5, "ClientSession::handleControl: " << peer() << " is connected");
       if (link_ != nullptr) {

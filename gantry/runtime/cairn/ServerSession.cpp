@@ -91,7 +91,7 @@ class ServerSession::Mount : public Channel, private Permit::User {
 };
 
 ServerSession::ServerSession(TcpConfig const& config, Fen::String8 peer, User* user)
-   : Session(config, peer), user_(user) {}
+   : Session(config, peer, true), user_(user) {}
 
 ServerSession::~ServerSession() = default;
 
@@ -135,7 +135,7 @@ void ServerSession::takeHelloFrame(Fen::ByteConnection::In& in) {
       return;
    }
    if (hello.name) {
-      peerIs(peer() + " (" + hello.name + ")");
+      peerNameIs(hello.name);
    }
    identity_.name = hello.name;
    identity_.systemId = hello.systemId;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <string>
+#include <unordered_set>
 
 namespace Cairn {
 
@@ -35,12 +36,27 @@ MountStatus statusOf(Refusal refusal) {
    }
 }
 
+/// All connections of the process, in no order.
+std::unordered_set<Session const*>& openSessions() {
+   // Never destroyed: connections may end until the last code has run.
+   static auto* const sessions = new std::unordered_set<Session const*>;
+   return *sessions;
+}
+
 /// Two refusals say nothing against the peer: the mount is what does not fit.
 bool concernsMountAlone(Refusal refusal) {
    return refusal == Refusal::wrongType || refusal == Refusal::notApplicable;
 }
 
 } // namespace
+
+std::vector<PeerUse> peerUses() {
+   std::vector<PeerUse> result;
+   for (Session const* const session : openSessions()) {
+      result.push_back(session->use());
+   }
+   return result;
+}
 
 Channel::~Channel() {
    if (log_) {
@@ -56,16 +72,19 @@ void Channel::logClose() {
    }
 }
 
-Session::Session(TcpConfig const& config, Fen::String8 peer)
-   : config_(config), peer_(peer), out_(Fen::makePtr<Fen::Connection::Out>(config.limits.send)),
+Session::Session(TcpConfig const& config, Fen::String8 peer, bool isServed)
+   : config_(config), peer_(peer), address_(peer), isServed_(isServed),
+     out_(Fen::makePtr<Fen::Connection::Out>(config.limits.send)),
      budget_(Fen::makePtr<Fen::NboAttrLog::TreeBudget>(config.limits.tree)),
      timer_(Fen::makePtr<Timer>(this)), started_(Fen::now()), lastReceived_(started_),
      lastSent_(started_) {
    out_->userIs(this);
+   openSessions().insert(this);
    armTimer();
 }
 
 Session::~Session() {
+   openSessions().erase(this);
    timer_->sessionDel();
    out_->userIs(nullptr);
    if (socket_) {
@@ -238,6 +257,21 @@ Fen::NboAttrLog::Demuxer::Options Session::logOptions(Channel const& channel, bo
    return options;
 }
 
+PeerUse Session::use() const {
+   PeerUse use{name_, address_, isServed_};
+   use.queuedBytes = out_->pending().size();
+   use.memoryBytes = sizeof *this + out_->capacity() + rest_.capacity() + budget_->used();
+   for (Channel const* const channel : order_) {
+      use.memoryBytes += sizeof *channel;
+      if (Fen::NboAttrLog::Demuxer const* const log = channel->log_.ptr()) {
+         ++use.mounts;
+         use.entities += log->entities();
+         use.memoryBytes += sizeof *log + log->memory();
+      }
+   }
+   return use;
+}
+
 /// Takes a channel out and closes its log.
 Fen::Ptr<Channel> Session::channelTaken(std::uint32_t number) {
    auto const found = channels_.find(number);
@@ -290,6 +324,7 @@ void Session::close(Ending const& ending, char const* name, bool fatal) {
    }
    Fen::Ptr<Session> const self(this);
    closed_ = true;
+   openSessions().erase(this);
    FEN_TRACE(cairnTrace(), 5, "Session::close: " << peer_ << ": " << ending.reason);
    Fen::Counters::counter(std::string("cairn.closed.") + name).increment();
    timer_->timeMinIs(Fen::never);

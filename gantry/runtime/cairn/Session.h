@@ -9,6 +9,7 @@
 #pragma once
 
 #include <gantry/runtime/cairn/ControlFrames.h>
+#include <gantry/runtime/cairn/PeerUse.h>
 #include <gantry/runtime/cairn/Socket.h>
 #include <gantry/runtime/cairn/TcpConfig.h>
 #include <gantry/runtime/fen/Clock.h>
@@ -67,6 +68,8 @@ class GANTRY_EXPORT Session : public Fen::PtrInterface,
    Fen::String8 const& peer() const { return peer_; }
    TcpConfig const& config() const { return config_; }
    Fen::Connection::Out& out() const { return *out_; }
+   /// What the connection holds.
+   PeerUse use() const;
 
    /// Ends a channel from this side; the peer is told the reason. The channel itself is not.
    void channelDel(Channel& channel, Ending const& ending);
@@ -79,14 +82,23 @@ class GANTRY_EXPORT Session : public Fen::PtrInterface,
 
  protected:
    /// The socket may come later, or never.
-   Session(TcpConfig const& config, Fen::String8 peer);
+   Session(TcpConfig const& config, Fen::String8 peer, bool isServed);
    ~Session() override;
 
    /// Takes over the socket, whose user is socketUser().
    void socketIs(Fen::Ptr<Socket> const& socket);
    Socket::User* socketUser() { return this; }
    Fen::Ptr<Socket> const& socket() const { return socket_; }
-   void peerIs(Fen::String8 peer) { peer_ = peer; }
+   /// Where the peer is, before it has said who it is.
+   void peerIs(Fen::String8 peer) {
+      peer_ = peer;
+      address_ = peer;
+   }
+   /// Who the peer says that it is.
+   void peerNameIs(Fen::String8 name) {
+      name_ = name;
+      peer_ = address_ + " (" + name + ")";
+   }
    /// The handshake is through.
    void establishedIs();
    /// Opens a channel with a number larger than all before it.
@@ -134,6 +146,9 @@ class GANTRY_EXPORT Session : public Fen::PtrInterface,
 
    TcpConfig const config_;
    Fen::String8 peer_;
+   Fen::String8 address_;
+   Fen::String8 name_;
+   bool const isServed_;
    Fen::Ptr<Fen::Connection::Out> out_;
    Fen::Ptr<Fen::NboAttrLog::TreeBudget> budget_;
    Fen::Ptr<Socket> socket_;
@@ -150,6 +165,8 @@ class GANTRY_EXPORT Session : public Fen::PtrInterface,
    double started_;
    double lastReceived_;
    double lastSent_;
+   /// Frames written that have been counted.
+   std::uint64_t framesCounted_ = 0;
    bool blocked_ = false;
    bool established_ = false;
    bool closed_ = false;

@@ -39,6 +39,11 @@ Fen::Counter& bytesSent() {
    return counter;
 }
 
+Fen::Counter& framesSent() {
+   static Fen::Counter& counter = Fen::Counters::counter("cairn.frames_sent");
+   return counter;
+}
+
 } // namespace
 
 Fen::TraceHandle& cairnTrace() {
@@ -137,6 +142,8 @@ bool Session::flushChannels() {
 }
 
 void Session::send() {
+   framesSent().increment(out_->frames() - framesCounted_);
+   framesCounted_ = out_->frames();
    blocked_ = false;
    while (!out_->pending().empty()) {
       std::span<std::uint8_t const> const waiting = out_->pending();

@@ -92,6 +92,12 @@ void Demuxer::detach(Adapter& adapter) {
 
 std::size_t Demuxer::entities() const { return own_->size() + peers_->size(); }
 
+std::size_t Demuxer::memory() const {
+   std::size_t const queued = queues_->ready.size() + queues_->waiting.size();
+   return entities() * (sizeof(Adapter) + sizeof(Ptr<Adapter>)) + adapters_->memory() +
+          queued * (sizeof(Ptr<Adapter>) + sizeof(FlowOut));
+}
+
 void Demuxer::unknownEnumsInc(unsigned count) { unknownEnums_ += count; }
 
 // ---- ids -------------------------------------------------------------------------------------

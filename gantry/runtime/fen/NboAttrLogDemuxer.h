@@ -94,6 +94,9 @@ class GANTRY_EXPORT Demuxer : public PtrInterface {
    TreeBudget& budget() const { return *budget_; }
    /// Number of entities with an id on this channel.
    std::size_t entities() const;
+   /// The bytes that the channel itself holds, about: ids, adapters and queues, but not what is in
+   /// the flows of adapters that wait.
+   std::size_t memory() const;
    /// Enumeration numbers received that this side does not know.
    std::uint64_t unknownEnums() const { return unknownEnums_; }
    void unknownEnumsInc(unsigned count);

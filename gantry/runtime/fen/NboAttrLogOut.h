@@ -110,6 +110,10 @@ class GANTRY_EXPORT Connection::Out : public PtrInterface {
       }
    }
    std::size_t cap() const { return cap_; }
+   /// The memory that the buffer has, whether it is in use or not.
+   std::size_t capacity() const { return capacity_; }
+   /// All frames ever written.
+   std::uint64_t frames() const { return frames_; }
    std::size_t freeSpace() const {
       std::size_t const waiting = tail_ - head_;
       return waiting < cap_ ? cap_ - waiting : 0;
@@ -212,6 +216,7 @@ class GANTRY_EXPORT Connection::Out : public PtrInterface {
    void memoryDel();
    void frameTooLong();
    void frameDone() {
+      ++frames_;
       // A frame that found the buffer empty wakes the sender.
       if (frame_ == head_) {
          tellUser();
@@ -229,6 +234,7 @@ class GANTRY_EXPORT Connection::Out : public PtrInterface {
    std::size_t const cap_;
    std::size_t const sufficientMark_;
    std::uint64_t writtenBefore_ = 0;
+   std::uint64_t frames_ = 0;
    User* user_ = nullptr;
 };
 

@@ -142,6 +142,7 @@ class AdapterTable {
       places_ = {};
       used_ = 0;
    }
+   std::size_t memory() const { return places_.size() * sizeof(Place); }
 
  private:
    struct Place {
