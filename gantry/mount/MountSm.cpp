@@ -130,6 +130,10 @@ void MountSm::updateSmDataMountState(MountState newState) {
                                                      << ", new:" << newState << ")");
    // Recorded in any case, so that it equals the current value after a repeated report.
    lastMountStateIs(mountSmData()->mountState());
+   if (mountSmData()->mountState() != newState) {
+      // Before anybody is told of the change.
+      stateSince_ = Fen::now();
+   }
    mountSmData()->mountStateIs(newState);
 }
 
