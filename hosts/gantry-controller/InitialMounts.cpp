@@ -2,10 +2,11 @@
 
 #include <hosts/gantry-controller/InitialMounts.h>
 
+#include <hosts/support/WallTime.h>
+
 #include <gantry/runtime/fen/ActivityLoop.h>
 
 #include <algorithm>
-#include <chrono>
 
 namespace Host {
 
@@ -14,11 +15,6 @@ namespace {
 using Controller::SystemId;
 
 std::string textOf(Fen::String8 const& text) { return std::string(text.view()); }
-
-double secondsSinceEpoch() {
-   using namespace std::chrono;
-   return duration<double>(system_clock::now().time_since_epoch()).count();
-}
 
 /// What a group's machine knows, or would know, of one switch.
 class GroupView {
@@ -316,7 +312,7 @@ void InitialMounts::settle() {
          next = std::min(next, machine ? machine->registrationTimer()->timeMin() : Fen::never);
       } else if (!finished_.contains(key)) {
          InitialRow row = rowOf(status, group);
-         row.finished = secondsSinceEpoch();
+         row.finished = wallTime();
          listener_.handleInitialMounts(finished_[key] = row);
       }
    });

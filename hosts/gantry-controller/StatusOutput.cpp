@@ -3,8 +3,8 @@
 #include <hosts/gantry-controller/StatusBoard.h>
 #include <hosts/support/TextTable.h>
 #include <hosts/support/ValueText.h>
+#include <hosts/support/WallTime.h>
 
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <iostream>
@@ -13,11 +13,6 @@
 namespace Host {
 
 namespace {
-
-double secondsSinceEpoch() {
-   using namespace std::chrono;
-   return duration<double>(system_clock::now().time_since_epoch()).count();
-}
 
 using Fields = std::vector<std::pair<char const*, std::string>>;
 
@@ -47,7 +42,7 @@ class JsonOutput : public StatusOutput {
                        ",\"description\":" + jsonText(row.description));
    }
    void refusal(std::string const& peer, std::string const& reason) override {
-      line(secondsSinceEpoch(), "refused", {{"peer", peer}, {"reason", reason}});
+      line(wallTime(), "refused", {{"peer", peer}, {"reason", reason}});
    }
    void initialMounts(InitialRow const& row) override {
       std::string switches;
@@ -61,7 +56,7 @@ class JsonOutput : public StatusOutput {
    }
    void initialMountsChanged() override {}
    void configuration(std::size_t operations, std::string const& fault) override {
-      line(secondsSinceEpoch(), "configuration", {},
+      line(wallTime(), "configuration", {},
            fault.empty() ? ",\"changes\":" + std::to_string(operations)
                          : ",\"fault\":" + jsonText(fault));
    }
@@ -118,7 +113,7 @@ class LineOutput : public StatusOutput {
       return reason.empty() ? reason : ": " + plainText(reason);
    }
    static std::ostream& begin() {
-      double const seconds = secondsSinceEpoch();
+      double const seconds = wallTime();
       auto const whole = static_cast<std::time_t>(seconds);
       std::tm local{};
       localtime_r(&whole, &local);

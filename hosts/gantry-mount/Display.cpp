@@ -2,8 +2,8 @@
 
 #include <hosts/gantry-mount/Display.h>
 #include <hosts/support/ValueText.h>
+#include <hosts/support/WallTime.h>
 
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 #include <iostream>
@@ -11,11 +11,6 @@
 namespace Host {
 
 namespace {
-
-double secondsSinceEpoch() {
-   using namespace std::chrono;
-   return duration<double>(system_clock::now().time_since_epoch()).count();
-}
 
 /// Calls `visit( attribute )` for each attribute that can be read.
 template <class Visit>
@@ -76,7 +71,7 @@ class JsonDisplay : public Display {
  private:
    void begin(std::string const& peer, char const* event) {
       char time[32];
-      std::snprintf(time, sizeof time, "%.6f", secondsSinceEpoch());
+      std::snprintf(time, sizeof time, "%.6f", wallTime());
       std::cout << "{\"time\":" << time << ",\"peer\":" << jsonText(peer) << ",\"event\":\""
                 << event << '"';
    }
@@ -124,7 +119,7 @@ class LineDisplay : public Display {
 
  private:
    static void begin(std::string const& peer, std::string const& path) {
-      double const seconds = secondsSinceEpoch();
+      double const seconds = wallTime();
       auto const whole = static_cast<std::time_t>(seconds);
       std::tm local{};
       localtime_r(&whole, &local);
