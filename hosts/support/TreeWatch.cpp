@@ -123,12 +123,47 @@ class TreeWatch::Node : public Fen::Entity::NotifieeConst {
    std::map<std::pair<Fen::AttributeId, std::string>, Fen::Ptr<Node>> members_;
 };
 
+/// Hears when an entity gets another parent, or none. Generic, since it does not know the type.
+class TreeWatch::Ancestor : public Fen::Entity::NotifieeConst {
+ public:
+   Ancestor(TreeWatch* watch, Fen::Ptr<Fen::Entity> const& entity)
+      : NotifieeConst(Kind::generic), watch_(watch) {
+      fenNotifierStore(entity.ptr());
+      isRegisteredNotifieeIs(true);
+   }
+   void doNotification(Fen::AttributeId id, void const*) override {
+      if (watch_ != nullptr && id == Fen::parentAttributeId) {
+         watch_->placeLost();
+      }
+   }
+   void leave() {
+      watch_ = nullptr;
+      isRegisteredNotifieeIs(false);
+   }
+
+ private:
+   TreeWatch* watch_;
+};
+
 TreeWatch::TreeWatch(Fen::Ptr<Fen::Entity> const& root, TreeListener& listener)
    : listener_(listener), root_(Fen::makePtr<Node>(this, root, "")) {
+   for (Fen::Ptr<Fen::Entity> each = root; each; each = each->parent()) {
+      ancestors_.push_back(Fen::makePtr<Ancestor>(this, each));
+   }
    root_->start();
 }
 
-TreeWatch::~TreeWatch() { root_->leave(false); }
+TreeWatch::~TreeWatch() {
+   for (auto const& each : ancestors_) {
+      each->leave();
+   }
+   root_->leave(false);
+}
+
+void TreeWatch::placeLost() {
+   isPlaceLost_ = true;
+   pendingIs(true);
+}
 
 void TreeWatch::added(Node* node) {
    fresh_.emplace_back(node);
@@ -143,6 +178,10 @@ void TreeWatch::handleTurnEnd() {
          node->isFresh = false;
          listener_.entityAdded(node->path(), node->entity());
       }
+   }
+   if (std::exchange(isPlaceLost_, false)) {
+      // The last word: the listener may drop the watch.
+      listener_.rootGone();
    }
 }
 

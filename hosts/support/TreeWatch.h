@@ -26,6 +26,9 @@ class TreeListener {
    /// A value has changed, in a collection the one at `key`, which may be gone.
    virtual void valueChanged(std::string const& path, Fen::Entity const& entity,
                              Fen::AttrDesc const& attribute, void const* key) = 0;
+   /// The watched entity has left its place, by itself or with what it stood below. At the end of
+   /// the turn; the watch may be dropped from inside.
+   virtual void rootGone() {}
 
  protected:
    ~TreeListener() = default;
@@ -39,12 +42,17 @@ class TreeWatch : private Fen::TurnEndWork {
 
  private:
    class Node;
+   class Ancestor;
 
    void handleTurnEnd() override;
    void added(Node* node);
+   void placeLost();
 
    TreeListener& listener_;
    Fen::Ptr<Node> root_;
+   /// The watched entity and those above it, as they stood at first.
+   std::vector<Fen::Ptr<Ancestor>> ancestors_;
+   bool isPlaceLost_ = false;
    /// Nodes that have come in this turn; null where one has gone again.
    std::vector<Fen::Ptr<Node>> fresh_;
 };

@@ -20,6 +20,7 @@ class Heard : public TreeListener {
                      Fen::AttrDesc const& attribute, void const*) override {
       add(path + " " + attribute.name + "=" + valueText(entity, attribute, true));
    }
+   void rootGone() override { add("gone"); }
    /// What was heard up to the end of the turn.
    std::string told() {
       Fen::ActivityLoop::instance().runOnce(0);
@@ -77,6 +78,25 @@ TEST_F(TreeWatchTest, WatchesDirectories) {
    EXPECT_EQ(heard.told(), "+interface; +interface/interface/lo");
    linux->entityPtrDel("interface");
    EXPECT_EQ(heard.told(), "-interface/interface/lo; -interface");
+}
+
+TEST_F(TreeWatchTest, SaysWhenTheRootLeavesItsPlace) {
+   Fen::Ptr<Fen::Dir> const linux = Fen::dirFactory("linux");
+   Fen::Ptr<Fen::Dir> const above = Fen::dirFactory("above");
+   above->entityPtrIs(linux);
+   linux->entityPtrIs(interfaces);
+   {
+      TreeWatch const watch(interfaces, heard);
+      EXPECT_EQ(heard.told(), "+");
+      linux->entityPtrDel("interface");
+      EXPECT_EQ(heard.told(), "gone");
+      linux->entityPtrIs(interfaces);
+      heard.told();
+   }
+   TreeWatch const watch(interfaces, heard);
+   EXPECT_EQ(heard.told(), "+");
+   above->entityPtrDel("linux");
+   EXPECT_EQ(heard.told(), "gone");
 }
 
 TEST_F(TreeWatchTest, EndsBeforeTheTree) {
