@@ -1,8 +1,8 @@
 // The commands that every host has.
 
 #include <hosts/control/ControlCommands.h>
+#include <hosts/control/Metrics.h>
 
-#include <gantry/runtime/fen/Counters.h>
 #include <gantry/runtime/fen/Exception.h>
 #include <gantry/runtime/ringscribe/TraceFile.h>
 
@@ -10,6 +10,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 namespace Host {
@@ -93,7 +94,8 @@ unsigned requestNumber(Json const& request, char const* name, unsigned preset) {
    return found->get<unsigned>();
 }
 
-ControlCommands::ControlCommands(ControlPolicy policy) : policy_(std::move(policy)) {
+ControlCommands::ControlCommands(ControlPolicy policy)
+   : policy_(std::move(policy)), machines_(policy_.machines) {
    commandIs("tree", [this](Json const& request) { return tree(request); });
    commandIs("get", [this](Json const& request) { return get(request); });
    commandIs("set", [this](Json const& request) { return set(request); });
@@ -106,8 +108,11 @@ Json ControlCommands::answer(Json const& request) const {
    std::string const name = requestText(request, "command");
    auto const found = commands_.find(name);
    if (found == commands_.end()) {
-      throw ControlError("noCommand", "this host has no command '" + name + "'",
-                         "docs/control.md says which host has which");
+      std::string all = "watch";
+      for (auto const& [each, command] : commands_) {
+         all += ", " + each;
+      }
+      throw ControlError("noCommand", "this host has no command '" + name + "'", "it has " + all);
    }
    try {
       return found->second(request);
@@ -116,30 +121,51 @@ Json ControlCommands::answer(Json const& request) const {
    }
 }
 
-bool ControlCommands::isReadOnly(Fen::Entity const& entity) const {
-   return policy_.isReadOnly && policy_.isReadOnly(entity.fullName().view());
+ControlPlace ControlCommands::placeAt(std::string const& text) const {
+   auto const find = [this](std::string const& path) {
+      Fen::Ptr<Fen::PtrInterface> const entity =
+         Fen::Entity::entity(Fen::EntityUriPath(Fen::String8(path)));
+      return entity ? entity : machines_.find(path);
+   };
+   return placeOf(text, find, isBelow(text, MachinePlaces::root) ? MachinePlaces::root : "/");
+}
+
+bool ControlCommands::isReadOnly(ControlPlace const& place) const {
+   return isBelow(place.path, MachinePlaces::root) ||
+          (policy_.isReadOnly && policy_.isReadOnly(place.path));
 }
 
 Json ControlCommands::tree(Json const& request) const {
-   ControlPlace const place = placeOf(requestText(request, "path", "/"));
+   std::string const path = requestText(request, "path", "/");
+   unsigned const depth = requestNumber(request, "depth", deepestTree);
+   if (path == MachinePlaces::root) {
+      return Json{{"tree", machines_.tree(path, std::min(depth, deepestTree), mostEntities)}};
+   }
+   ControlPlace const place = placeAt(path);
    if (!place.attribute.empty()) {
       throw ControlError("noPath", "a tree begins at an entity, not at an attribute",
                          "'gantry get' shows attributes");
    }
-   return Json{
-      {"tree", treeOf(place.entity, requestNumber(request, "depth", deepestTree), mostEntities)}};
+   if (isBelow(place.path, MachinePlaces::root)) {
+      return Json{{"tree", machines_.tree(place.path, std::min(depth, deepestTree), mostEntities)}};
+   }
+   Json json = treeOf(place.entity(), depth, mostEntities);
+   if (place.path == "/" && depth > 0 && !machines_.roots().empty()) {
+      json["members"].push_back(machines_.tree(MachinePlaces::root, 0, 0));
+   }
+   return Json{{"tree", std::move(json)}};
 }
 
 Json ControlCommands::get(Json const& request) const {
-   ControlPlace const place = placeOf(requestText(request, "path"));
+   ControlPlace const place = placeAt(requestText(request, "path"));
    Json json = valuesOf(place);
-   json["readOnly"] = isReadOnly(*place.entity);
+   json["readOnly"] = isReadOnly(place);
    return json;
 }
 
 Json ControlCommands::set(Json const& request) const {
-   ControlPlace const place = placeOf(requestText(request, "path"));
-   valueIs(place, requestText(request, "value"), isReadOnly(*place.entity));
+   ControlPlace const place = placeAt(requestText(request, "path"));
+   valueIs(place, requestText(request, "value"), isReadOnly(place));
    return valuesOf(place);
 }
 
@@ -149,14 +175,12 @@ Json ControlCommands::types(Json const& request) const {
 }
 
 Json ControlCommands::statistics() const {
-   Json numbers = Json::object();
-   Fen::Counters::forEach([&numbers](std::string_view name, std::uint64_t value) {
-      numbers[std::string(name)] = value;
-   });
+   Metrics metrics;
    if (policy_.statistics) {
-      policy_.statistics(numbers);
+      policy_.statistics(metrics);
    }
-   return Json{{"numbers", std::move(numbers)}};
+   processMetrics(metrics);
+   return Json{{"metrics", metrics.json()}};
 }
 
 } // namespace Host

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <hosts/control/EntityText.h>
+#include <hosts/control/MachinePlaces.h>
 
 #include <functional>
 #include <map>
@@ -13,13 +14,17 @@
 
 namespace Host {
 
+class Metrics;
+
 /// What a host says about itself.
 struct ControlPolicy {
    /// Whether what is at a path may not be changed from outside: mounts that are read-only, and
    /// status that the host writes itself. Null for nothing.
    std::function<bool(std::string_view path)> isReadOnly;
-   /// Adds numbers of the host, by name, to those that every process counts. May be null.
-   std::function<void(Json& numbers)> statistics;
+   /// Adds numbers of the host to those that every process counts. May be null.
+   std::function<void(Metrics& metrics)> statistics;
+   /// The machines that stand at "/machines". May be null.
+   std::function<MachinePlaces::Roots()> machines;
 };
 
 /// Whether `path` is that place or below it.
@@ -40,15 +45,19 @@ class ControlCommands {
    /// through.
    Json answer(Json const& request) const;
 
+   /// Throws ControlError when there is nothing at the place.
+   ControlPlace placeAt(std::string const& text) const;
+
  private:
    Json tree(Json const& request) const;
    Json get(Json const& request) const;
    Json set(Json const& request) const;
    Json types(Json const& request) const;
    Json statistics() const;
-   bool isReadOnly(Fen::Entity const& entity) const;
+   bool isReadOnly(ControlPlace const& place) const;
 
    ControlPolicy const policy_;
+   MachinePlaces const machines_;
    std::map<std::string, Command> commands_;
 };
 

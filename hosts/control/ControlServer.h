@@ -18,10 +18,6 @@ namespace Host {
 class ControlServer : private Fen::TurnEndWork {
  public:
    static constexpr std::size_t mostSessions = 16;
-   static constexpr std::size_t longestRequest = 64 << 10;
-   static constexpr std::size_t longestAnswer = 4 << 20;
-   /// What may wait to be sent to one client.
-   static constexpr std::size_t mostUnsent = 16 << 20;
 
    /// Serves at `path`, which only this user can use. A socket that a dead host left there is taken
    /// over. Throws UserError.

@@ -2,9 +2,9 @@
 
 #include <hosts/control/EntityText.h>
 
+#include <hosts/control/ObjectAccess.h>
 #include <hosts/support/ValueText.h>
 
-#include <gantry/runtime/fen/AttrAccess.h>
 #include <gantry/runtime/fen/Dir.h>
 
 #include <nlohmann/json.hpp>
@@ -17,33 +17,8 @@ namespace Host {
 
 namespace {
 
-using AttrDescQ = std::vector<Fen::AttrDesc const*>;
-
 /// Trees are not deeper than this: what goes on is not walked.
 constexpr unsigned deepest = 64;
-
-std::string textOf(Fen::String8 const& text) { return std::string(text.view()); }
-
-/// The attributes of a type, those of its bases first.
-AttrDescQ attributesOf(Fen::FenType const* type) {
-   AttrDescQ result;
-   if (type->baseType() != nullptr) {
-      result = attributesOf(type->baseType());
-   }
-   for (Fen::AttrDesc const& each : type->attributes()) {
-      result.push_back(&each);
-   }
-   return result;
-}
-
-Fen::AttrDesc const* attributeOf(Fen::FenType const* type, std::string const& name) {
-   for (Fen::AttrDesc const* each : attributesOf(type)) {
-      if (name == each->name) {
-         return each;
-      }
-   }
-   return nullptr;
-}
 
 /// One value as JSON.
 class JsonReader : public Fen::AttrReader {
@@ -61,19 +36,6 @@ class JsonReader : public Fen::AttrReader {
    Json json;
 };
 
-Fen::Ptr<Fen::GenericIfPtrInterface> handleOf(Fen::Entity const& entity, bool isConst) {
-   return Fen::Ptr<Fen::GenericIfPtrInterface>(dynamic_cast<Fen::GenericIfPtrInterface*>(
-      Fen::objectHandle(&entity, Fen::Entity::_fwkType(), isConst).ptr()));
-}
-
-bool isCollection(Fen::AttrDesc const& attribute) {
-   return attribute.access != nullptr && attribute.access->key != nullptr;
-}
-
-Fen::GenericIf::AttributeOp operation(Fen::AttrDesc const& attribute, unsigned number) {
-   return {attribute.id, number};
-}
-
 void addValue(Json& json, Fen::Ptr<Fen::GenericIf> const& value) {
    if (!value) {
       json["text"] = "None";
@@ -86,52 +48,23 @@ void addValue(Json& json, Fen::Ptr<Fen::GenericIf> const& value) {
    json["value"] = reader.json;
 }
 
-/// The text by which a user names a key: text as it is, all else in its text form.
-std::string keyTextOf(Fen::GenericIf const& key) {
-   JsonReader reader;
-   key.valueRead(reader);
-   return reader.json.is_string() ? reader.json.get<std::string>() : textOf(key.strRep());
-}
-
-struct MembersContext {
-   Fen::GenericIfPtrInterface& handle;
-   Fen::AttrDesc const& attribute;
-   Json members = Json::array();
-};
-
-void memberAdd(void* context, Fen::Ptr<Fen::GenericIf const> const& key) {
-   auto& use = *static_cast<MembersContext*>(context);
-   Json member{{"key", keyTextOf(*key)}};
-   addValue(member, use.handle.attributeOp(operation(use.attribute, Fen::GenericIf::operationGet),
-                                           key, nullptr));
-   use.members.push_back(std::move(member));
-}
-
 Json attributeJson(Fen::GenericIfPtrInterface& handle, Fen::AttrDesc const& attribute) {
    Json json{{"name", attribute.name}, {"type", attribute.valueType}};
    if (isCollection(attribute)) {
-      MembersContext context{handle, attribute};
-      handle.forEachKey(attribute.id, &memberAdd, &context);
+      Json members = Json::array();
+      eachKey(handle, attribute, [&](Fen::Ptr<Fen::GenericIf const> const& key) {
+         Json member{{"key", keyTextOf(*key)}};
+         addValue(member, handle.attributeOp(operation(attribute, Fen::GenericIf::operationGet),
+                                             key, nullptr));
+         members.push_back(std::move(member));
+      });
       json["keyType"] = attribute.keyType != nullptr ? attribute.keyType : "";
-      json["members"] = std::move(context.members);
+      json["members"] = std::move(members);
    } else {
       addValue(json, handle.attributeOp(operation(attribute, Fen::GenericIf::operationGet), nullptr,
                                         nullptr));
    }
    return json;
-}
-
-/// What a user wrote as a handle. Text needs no quotes.
-Fen::Ptr<Fen::GenericIf> parsed(Fen::ValueForm const& form, std::string const& text) {
-   Fen::FenType const* const type = form.type();
-   if (type == nullptr) {
-      throw ControlError("notSupported", "values of this type have no text form");
-   }
-   bool const isText = type == Fen::typeOf<Fen::String8>() || type == Fen::typeOf<Fen::Name>();
-   if (isText && (text.empty() || text.front() != '\'')) {
-      return Fen::genericIf(Fen::String8(text));
-   }
-   return type->genericIf(Fen::String8(text), false);
 }
 
 Fen::Ptr<Fen::GenericIf> keyOf(ControlPlace const& place, Fen::AttrDesc const& attribute) {
@@ -144,7 +77,7 @@ Fen::Ptr<Fen::GenericIf> keyOf(ControlPlace const& place, Fen::AttrDesc const& a
 }
 
 Fen::AttrDesc const& requiredAttribute(ControlPlace const& place) {
-   Fen::FenType const* const type = place.entity->fwkType();
+   Fen::FenType const* const type = place.object->fwkType();
    Fen::AttrDesc const* const found = attributeOf(type, place.attribute);
    if (found == nullptr) {
       std::string const name = textOf(type->fullTypeName());
@@ -199,42 +132,72 @@ Json treeBelow(Fen::Entity const& entity, unsigned depth, unsigned& left) {
    return json;
 }
 
+std::optional<ControlPlace> wholePlace(std::string const& path, ObjectFinder const& find) {
+   ControlPlace place;
+   place.object = find(path);
+   if (!place.object) {
+      return std::nullopt;
+   }
+   auto const entity = place.entity();
+   std::string const name = entity ? textOf(entity->fullName()) : std::string();
+   // Only of an entity in the tree does the full name lead back to it.
+   place.path = entity && find(name) == place.object ? name : path;
+   return place;
+}
+
 /// The same place without "[KEY]" at its end, or nothing.
-std::optional<ControlPlace> attributePlace(std::string const& text) {
+std::optional<ControlPlace> attributePlace(std::string const& text, ObjectFinder const& find) {
    for (std::size_t dot = text.rfind('.'); dot != std::string::npos && dot + 1 < text.size();
         dot = dot == 0 ? std::string::npos : text.rfind('.', dot - 1)) {
-      ControlPlace place;
-      place.entity = Fen::Entity::entity(Fen::EntityUriPath(Fen::String8(text.substr(0, dot))));
-      place.attribute = text.substr(dot + 1);
-      if (place.entity) {
+      if (auto place = wholePlace(text.substr(0, dot), find)) {
+         place->attribute = text.substr(dot + 1);
          return place;
       }
    }
    return std::nullopt;
 }
 
+/// What to try instead of a path that leads nowhere.
+std::string wayOn(std::string const& text, ObjectFinder const& find, std::string const& top) {
+   for (std::size_t slash = text.rfind('/'); slash != std::string::npos && slash > 0;
+        slash = text.rfind('/', slash - 1)) {
+      std::string const above = text.substr(0, slash);
+      auto const object = find(above);
+      if (!object) {
+         continue;
+      }
+      std::string const name = text.substr(slash + 1);
+      if (attributeOf(object->fwkType(), name) != nullptr) {
+         return "for the attribute give '" + above + "." + name + "'";
+      }
+      return "'gantry tree " + above + " --depth 2' shows what there is";
+   }
+   return "'gantry tree" + (top == "/" ? "" : " " + top) + "' shows what there is";
+}
+
 } // namespace
 
-ControlPlace placeOf(std::string const& text) {
-   ControlPlace place;
-   place.entity = Fen::Entity::entity(Fen::EntityUriPath(Fen::String8(text)));
-   if (place.entity) {
-      return place;
+Fen::Ptr<Fen::Entity> ControlPlace::entity() const {
+   return Fen::Ptr<Fen::Entity>(dynamic_cast<Fen::Entity*>(object.ptr()));
+}
+
+ControlPlace placeOf(std::string const& text, ObjectFinder const& find, std::string const& top) {
+   if (auto const found = wholePlace(text, find)) {
+      return *found;
    }
    if (!text.empty() && text.back() == ']') {
       for (std::size_t open = text.find('['); open != std::string::npos;
            open = text.find('[', open + 1)) {
-         if (auto found = attributePlace(text.substr(0, open))) {
+         if (auto found = attributePlace(text.substr(0, open), find)) {
             found->key = text.substr(open + 1, text.size() - open - 2);
             return *found;
          }
       }
    }
-   if (auto const found = attributePlace(text)) {
+   if (auto const found = attributePlace(text, find)) {
       return *found;
    }
-   throw ControlError("noPath", "there is nothing at '" + text + "'",
-                      "'gantry tree' shows what there is");
+   throw ControlError("noPath", "there is nothing at '" + text + "'", wayOn(text, find, top));
 }
 
 Json treeOf(Fen::Ptr<Fen::Entity> const& entity, unsigned depth, unsigned limit) {
@@ -243,12 +206,11 @@ Json treeOf(Fen::Ptr<Fen::Entity> const& entity, unsigned depth, unsigned limit)
 }
 
 Json valuesOf(ControlPlace const& place) {
-   Json json{{"path", textOf(place.entity->fullName())},
-             {"type", textOf(place.entity->fwkType()->fullTypeName())}};
-   auto const handle = handleOf(*place.entity, true);
+   Json json{{"path", place.path}, {"type", textOf(place.object->fwkType()->fullTypeName())}};
+   auto const handle = handleOf(*place.object, true);
    Json list = Json::array();
    if (place.attribute.empty()) {
-      for (Fen::AttrDesc const* each : attributesOf(place.entity->fwkType())) {
+      for (Fen::AttrDesc const* each : attributesOf(place.object->fwkType())) {
          if (each->access != nullptr) {
             list.push_back(attributeJson(*handle, *each));
          }
@@ -304,7 +266,7 @@ void valueIs(ControlPlace const& place, std::string const& text, bool isConst) {
                          "give PATH.ATTRIBUTE");
    }
    Fen::AttrDesc const& attribute = requiredAttribute(place);
-   auto const handle = handleOf(*place.entity, isConst);
+   auto const handle = handleOf(*place.object, isConst);
    Fen::GenericIf::AttributeOp const set = operation(attribute, Fen::GenericIf::operationSet);
    Fen::AttrAccess const* const access = attribute.access;
    if (isConst || access == nullptr || (access->set == nullptr && access->create == nullptr)) {
@@ -312,6 +274,10 @@ void valueIs(ControlPlace const& place, std::string const& text, bool isConst) {
       Fen::Ptr<Fen::GenericIf> const key = isConst ? nullptr : keyOf(place, attribute);
       handle->attributeOp(set, key, nullptr);
       return;
+   }
+   if (isCollection(attribute) && !place.key) {
+      throw ControlError("type", "'" + place.attribute + "' is a collection",
+                         "give PATH.ATTRIBUTE[KEY]");
    }
    Fen::Ptr<Fen::GenericIf> const key = keyOf(place, attribute);
    if (access->set == nullptr || attribute.kind == Fen::AttrKind::ownedCollection) {

@@ -11,6 +11,7 @@
 
 #include <nlohmann/json_fwd.hpp>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -18,21 +19,30 @@ namespace Host {
 
 using Json = nlohmann::ordered_json;
 
-/// An entity, perhaps with one of its attributes, perhaps with a key of that.
+/// An entity or machine, perhaps with one of its attributes, perhaps with a key of that.
 struct ControlPlace {
-   Fen::Ptr<Fen::Entity> entity;
-   /// Empty for the whole entity.
+   Fen::Ptr<Fen::PtrInterface> object;
+   /// That of an entity is its full name.
+   std::string path;
+   /// Empty for the whole object.
    std::string attribute;
    std::optional<std::string> key;
+
+   /// Null for a machine.
+   Fen::Ptr<Fen::Entity> entity() const;
 };
 
+/// Finds what stands at a path; null for nothing.
+using ObjectFinder = std::function<Fen::Ptr<Fen::PtrInterface>(std::string const& path)>;
+
 /// Reads "PATH", "PATH.ATTRIBUTE" or "PATH.ATTRIBUTE[KEY]". Names may have dots and brackets in
-/// them: what is there as it stands comes first.
-ControlPlace placeOf(std::string const& text);
+/// them: what is there as it stands comes first. `top` is where people may begin to look, should
+/// there be nothing.
+ControlPlace placeOf(std::string const& text, ObjectFinder const& find, std::string const& top);
 
 /// The entity and what is below it, to that depth; refuses more than `limit` entities.
 Json treeOf(Fen::Ptr<Fen::Entity> const& entity, unsigned depth, unsigned limit);
-/// All attributes of the entity, or the one.
+/// All attributes of the object, or the one.
 Json valuesOf(ControlPlace const& place);
 /// The attributes of an entity as they come in a stream: their values by name.
 Json valuesByName(Fen::Entity const& entity);

@@ -69,6 +69,17 @@ void ControllerHost::serve(SystemConfiguration const& system) {
    Cairn::tcpConfig().localServingPort = server_->port();
 }
 
+std::vector<std::pair<std::string, Fen::Ptr<Fen::PtrInterface>>> ControllerHost::machines() const {
+   std::vector<std::pair<std::string, Fen::Ptr<Fen::PtrInterface>>> all = {
+      {"registry", entities_.registryMachine()},
+      {"services", entities_.serviceMachine()},
+      {"initial", entities_.initialMachine()}};
+   for (auto const& [name, machine] : switches_.machines()) {
+      all.emplace_back("switches/" + name, machine);
+   }
+   return all;
+}
+
 std::size_t ControllerHost::configurationIs(Configuration const& configuration) {
    Differences const all = differences(configuration_, configuration);
    if (!all.fixedFields.empty()) {

@@ -15,6 +15,9 @@
 #include <gantry/runtime/cairn/Server.h>
 
 #include <functional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace Host {
 
@@ -33,6 +36,8 @@ class ControllerHost {
    InitialMounts& initialMounts() { return initialMounts_; }
    /// Null when the controller does not serve.
    Fen::Ptr<Cairn::Server> const& server() const { return server_; }
+   /// All machines that nobody else owns, by name.
+   std::vector<std::pair<std::string, Fen::Ptr<Fen::PtrInterface>>> machines() const;
    /// For what is shown from now on.
    void outputIs(StatusOutput* output) { board_.outputIs(output); }
 

@@ -6,7 +6,6 @@
 #include <hosts/gantry-controller/InitialWait.h>
 #include <hosts/gantry-controller/StatusAnswers.h>
 
-#include <hosts/control/ControlServer.h>
 #include <hosts/linux/Types.h>
 #include <hosts/support/Program.h>
 
@@ -97,16 +96,15 @@ Fen::Ptr<Cairn::Server> inspection(Options const& options, std::string const& na
 }
 
 /// Where 'gantry' asks; null when nobody wants that.
-std::unique_ptr<ControlServer> controlServer(Options const& options, ControllerHost const& host) {
+std::unique_ptr<ControllerTool> controllerTool(Options const& options, ControllerHost const& host) {
    if (options.control.empty()) {
       return nullptr;
    }
-   auto server = std::make_unique<ControlServer>(
-      options.control,
+   return std::make_unique<ControllerTool>(
+      host, options.control,
       ControlPolicy{[&host](std::string_view path) { return isReadOnly(host, path); },
-                    [&host](Json& numbers) { mountNumbers(host, numbers); }});
-   controllerCommandsAre(server->commands(), host);
-   return server;
+                    [&host](Metrics& metrics) { controllerMetrics(host, metrics); },
+                    [&host] { return host.machines(); }});
 }
 
 std::unique_ptr<StatusOutput> outputOf(Options const& options, StatusBoard const& board) {
@@ -128,7 +126,7 @@ int control(Options const& options, Configuration const& configuration) {
    host.outputIs(output.get());
    ReloadSignal const reload([&] { host.configurationRead(options.file); });
    host.configurationIs(configuration);
-   std::unique_ptr<ControlServer> const tool = controlServer(options, host);
+   std::unique_ptr<ControllerTool> const tool = controllerTool(options, host);
    std::optional<InitialWait> wait;
    if (options.waitSeconds) {
       wait.emplace(host.initialMounts(), *options.waitSeconds, std::cerr, [&] {

@@ -52,6 +52,10 @@ class Entities {
    Fen::Ptr<Controller::MountsRegistrySm> const& registryMachine() const {
       return registryMachine_;
    }
+   /// Copies what services declare into the registry.
+   Fen::Ptr<Controller::ServiceConfigDirSm> const& serviceMachine() const {
+      return serviceMachine_;
+   }
    /// Decides when the first full round of mounts is over.
    Fen::Ptr<Controller::InitialMountSm> const& initialMachine() const { return initialMachine_; }
 

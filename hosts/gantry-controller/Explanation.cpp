@@ -2,7 +2,11 @@
 
 #include <hosts/gantry-controller/StatusAnswers.h>
 
+#include <hosts/support/WallTime.h>
+
 #include <nlohmann/json.hpp>
+
+#include <algorithm>
 
 namespace Host {
 
@@ -15,10 +19,10 @@ std::string textOf(Fen::String8 const& text) { return std::string(text.view()); 
 /// Gathers the steps; the first one that says no is the verdict.
 class Explanation {
  public:
-   Explanation(ControllerHost const& host, std::string service, std::string path,
-               std::string const& system)
-      : host_(host), service_(std::move(service)), path_(std::move(path)) {
-      for (auto const& [name, row] : host.board().switches()) {
+   Explanation(ControllerHost const& host, DecisionTimes const& times, std::string service,
+               std::string path, std::string const& system)
+      : host_(host), times_(times), service_(std::move(service)), path_(std::move(path)) {
+      for (auto const& [name, row] : host_.board().switches()) {
          if (name == system || row.system == system) {
             switch_ = &row;
          }
@@ -31,7 +35,7 @@ class Explanation {
    Json json();
 
  private:
-   void step(char const* name, bool holds, std::string const& text, double since = 0.0);
+   void step(char const* name, bool holds, std::string const& text, double since);
    void stepSwitch();
    bool stepDeclared();
    bool stepRegistry();
@@ -42,6 +46,7 @@ class Explanation {
    void stepStatus();
 
    ControllerHost const& host_;
+   DecisionTimes const& times_;
    std::string const service_;
    std::string const path_;
    SwitchRow const* switch_ = nullptr;
@@ -53,10 +58,7 @@ class Explanation {
 };
 
 void Explanation::step(char const* name, bool holds, std::string const& text, double since) {
-   Json json{{"step", name}, {"holds", holds}, {"text", text}};
-   // Zero: nobody has noted when.
-   json["since"] = since > 0.0 ? Json(since) : Json();
-   steps_.push_back(std::move(json));
+   steps_.push_back({{"step", name}, {"holds", holds}, {"text", text}, {"since", since}});
    if (!holds && verdict_.empty()) {
       verdict_ = std::string("not mounted: ") + name + ": " + text;
    }
@@ -73,7 +75,8 @@ void Explanation::stepSwitch() {
    bool const isReachable = config && config->connectionConfig();
    step("connection", isReachable,
         isReachable ? "it is known how to reach the switch"
-                    : "nobody has said how to reach the switch");
+                    : "nobody has said how to reach the switch",
+        switch_->placeSince);
 }
 
 bool Explanation::stepDeclared() {
@@ -91,14 +94,15 @@ bool Explanation::stepDeclared() {
    step("declared", !text.empty(),
         !config        ? "there is no service '" + service_ + "'"
         : text.empty() ? "no group of " + service_ + " wants '" + path_ + "'"
-                       : text);
+                       : text,
+        times_.declaration(service_, path_));
    return !text.empty();
 }
 
 bool Explanation::stepRegistry() {
    entry_ = host_.entities().registryMachine()->mountsRegistryEntrySm(Fen::Name(path_));
    if (!entry_) {
-      step("registry", false, "the registry has no entry for '" + path_ + "'");
+      step("registry", false, "the registry has no entry for '" + path_ + "'", times_.entry(path_));
       return false;
    }
    auto const record = entry_->registryEntry();
@@ -110,8 +114,8 @@ bool Explanation::stepRegistry() {
    }
    step("registry", static_cast<bool>(mounter_),
         "the entry has type " + textOf(record->fenType()) + ", target " +
-           textOf(record->targetPath()) + ", wanted by " +
-           (services.empty() ? "nobody" : services));
+           textOf(record->targetPath()) + ", wanted by " + (services.empty() ? "nobody" : services),
+        times_.entry(path_));
    return static_cast<bool>(mounter_);
 }
 
@@ -124,7 +128,7 @@ void Explanation::stepVersion() {
         (version_ != 0 ? "version " + std::to_string(version_) + " was negotiated"
                        : "no version was negotiated") +
            (row != rows.end() ? ": " + row->second.description : std::string()),
-        row != rows.end() ? row->second.since : 0.0);
+        times_.version(service_, *switch_));
 }
 
 void Explanation::stepFilters() {
@@ -142,7 +146,8 @@ void Explanation::stepFilters() {
                  : textOf(systems->name()) + " has " + (members.empty() ? "nobody" : members) +
                       (systems->includedSystem(Fen::String8(switch_->system))
                           ? ": the switch is in it"
-                          : ": the switch is not in it"));
+                          : ": the switch is not in it"),
+        times_.systemFilter(*mounter_));
    auto const versions = mounter_->versionFilter();
    members.clear();
    if (versions) {
@@ -153,7 +158,8 @@ void Explanation::stepFilters() {
    step("versionFilter", true,
         !versions ? "the group has none"
                   : textOf(versions->name()) + " has " + (members.empty() ? "none" : members) +
-                       "; the negotiated one is " + std::to_string(version_));
+                       "; the negotiated one is " + std::to_string(version_),
+        times_.versionFilter(*mounter_));
 }
 
 void Explanation::stepVerdicts() {
@@ -162,18 +168,22 @@ void Explanation::stepVerdicts() {
    step("path", mayMount,
         std::string(mayMount ? "the filters of all services together let it through"
                              : "the filters of all services together do not let it through") +
-           (entry_->wildCardMount() ? "; one group has no filter" : ""));
+           (entry_->wildCardMount() ? "; one group has no filter" : ""),
+        times_.verdict(*entry_->registryEntry(), *switch_));
    bool const isInterested = entry_->mounterIsInterestedInConnection(
       Fen::Ptr<Controller::Mounter const>(mounter_.ptr()), connection);
    step("service", isInterested,
         isInterested ? "the filters of this service speak for the switch"
-                     : "no filter of this service speaks for the switch");
+                     : "no filter of this service speaks for the switch",
+        times_.verdict(*mounter_, path_, *switch_));
 }
 
 void Explanation::stepMachine() {
    auto const machine = entry_->mountSm(Controller::SystemId(Fen::String8(switch_->system)));
    if (!machine) {
-      step("mount", false, "no mount has been asked for");
+      // One that is there is dropped when the path's verdict changes, or the switch goes.
+      step("mount", false, "no mount has been asked for",
+           std::max(times_.verdict(*entry_->registryEntry(), *switch_), switch_->since));
       return;
    }
    Controller::MountState const state = machine->mountSmData()->mountState();
@@ -184,7 +194,8 @@ void Explanation::stepMachine() {
            textOf(stringValue(machine->currentState())) + ", wants " +
            textOf(stringValue(machine->nextState())) +
            (machine->localStatePreserved() ? ", the last copy is kept" : "") +
-           (reason.empty() ? "" : "; the client says: " + reason));
+           (reason.empty() ? "" : "; the client says: " + reason),
+        wallTime() - (Fen::now() - machine->stateSince()));
 }
 
 void Explanation::stepStatus() {
@@ -197,7 +208,8 @@ void Explanation::stepStatus() {
          return;
       }
    }
-   step("status", false, "the service sees no mount from the switch");
+   step("status", false, "the service sees no mount from the switch",
+        std::max(times_.verdict(*mounter_, path_, *switch_), switch_->since));
 }
 
 Json Explanation::json() {
@@ -219,9 +231,9 @@ Json Explanation::json() {
 
 } // namespace
 
-Json explanationOf(ControllerHost const& host, std::string const& service, std::string const& path,
-                   std::string const& system) {
-   return Explanation(host, service, path, system).json();
+Json explanationOf(ControllerHost const& host, DecisionTimes const& times,
+                   std::string const& service, std::string const& path, std::string const& system) {
+   return Explanation(host, times, service, path, system).json();
 }
 
 } // namespace Host

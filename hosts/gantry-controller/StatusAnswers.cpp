@@ -2,8 +2,11 @@
 
 #include <hosts/gantry-controller/StatusAnswers.h>
 
+#include <hosts/control/Metrics.h>
+
 #include <nlohmann/json.hpp>
 
+#include <map>
 #include <set>
 
 namespace Host {
@@ -85,22 +88,15 @@ Json rollUp(ControllerHost const& host) {
    return json;
 }
 
-Json groupsOf(ControllerHost const& host) {
+Json groupsOf(StatusBoard const& board) {
    Json list = Json::array();
-   host.entities().mountStatusDir->entityPtrs().forEachMember([&list](Fen::Entity* member) {
-      auto const* const service = dynamic_cast<Controller::ServiceMountStatus const*>(member);
-      if (service == nullptr) {
-         return;
-      }
-      for (auto system = service->systemStatusIterator(); system; ++system) {
-         for (auto group = system->serviceMountGroupStatusIterator(); group; ++group) {
-            list.push_back({{"service", textOf(service->name())},
-                            {"system", textOf(system->name())},
-                            {"group", textOf(group->name())},
-                            {"state", textOf(Controller::stringValue(group->mountState()))}});
-         }
-      }
-   });
+   for (auto const& [key, row] : board.groups()) {
+      list.push_back({{"service", row.service},
+                      {"system", row.system},
+                      {"group", row.group},
+                      {"state", row.state},
+                      {"since", row.since}});
+   }
    return list;
 }
 
@@ -139,29 +135,36 @@ Json statusOf(ControllerHost const& host) {
    return Json{{"total", rollUp(host)},
                {"switches", std::move(switches)},
                {"services", std::move(services)},
-               {"groups", groupsOf(host)},
+               {"groups", groupsOf(board)},
                {"mounts", std::move(mounts)}};
 }
 
-void mountNumbers(ControllerHost const& host, Json& numbers) {
-   for (Controller::MountState const state :
-        {Controller::mountStateUnmounted, Controller::mountStatePending,
-         Controller::mountStateMounting, Controller::mountStateFailed,
-         Controller::mountStateMounted, Controller::mountStateUnmounting}) {
-      numbers["mounts." + textOf(Controller::stringValue(state))] = 0;
+void controllerMetrics(ControllerHost const& host, Metrics& metrics) {
+   StatusBoard const& board = host.board();
+   std::map<std::string, std::uint64_t> states;
+   for (auto const& [key, row] : board.mounts()) {
+      ++states[row.state];
    }
-   for (auto const& [key, row] : host.board().mounts()) {
-      Json& number = numbers["mounts." + row.state];
-      number = number.is_number() ? number.get<std::uint64_t>() + 1 : 1;
+   mountMetric(metrics, states);
+   states.clear();
+   for (auto const& [name, row] : board.switches()) {
+      ++states[row.state];
    }
-   numbers["switches"] = host.board().switches().size();
+   metrics.metric("gantry_switches", Metrics::Kind::gauge,
+                  "Switches that the controller knows, by state.");
+   for (SwitchState const state : {SwitchState::connecting, SwitchState::registered,
+                                   SwitchState::lost, SwitchState::refused}) {
+      metrics.sample(states[switchStateName(state)], {{"state", switchStateName(state)}});
+   }
 }
 
-void controllerCommandsAre(ControlCommands& commands, ControllerHost const& host) {
-   commands.commandIs("status", [&host](Json const&) { return statusOf(host); });
-   commands.commandIs("explain", [&host](Json const& request) {
-      return explanationOf(host, requestText(request, "service"), requestText(request, "path"),
-                           requestText(request, "system"));
+ControllerTool::ControllerTool(ControllerHost const& host, std::string const& path,
+                               ControlPolicy policy)
+   : host_(host), times_(host), server_(path, std::move(policy)) {
+   server_.commands().commandIs("status", [this](Json const&) { return statusOf(host_); });
+   server_.commands().commandIs("explain", [this](Json const& request) {
+      return explanationOf(host_, times_, requestText(request, "service"),
+                           requestText(request, "path"), requestText(request, "system"));
    });
 }
 

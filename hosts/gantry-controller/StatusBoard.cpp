@@ -4,19 +4,14 @@
 
 #include <hosts/support/TextTable.h>
 #include <hosts/support/ValueText.h>
+#include <hosts/support/WallTime.h>
 
-#include <chrono>
 #include <cstdio>
 #include <ctime>
 
 namespace Host {
 
 namespace {
-
-double secondsSinceEpoch() {
-   using namespace std::chrono;
-   return duration<double>(system_clock::now().time_since_epoch()).count();
-}
 
 std::string clockText(double seconds) {
    auto const whole = static_cast<std::time_t>(seconds);
@@ -42,6 +37,9 @@ class StatusBoard::ServiceWatch final : public TreeListener {
       if (auto const* const status = dynamic_cast<Controller::MountStatus const*>(&entity)) {
          // By its place, since it has no parents any more when it goes.
          rows_[path] = board_.mountIs(service_, *status);
+      } else if (auto const* const group =
+                    dynamic_cast<Controller::ServiceMountGroupStatus const*>(&entity)) {
+         groups_[path] = board_.groupIs(service_, *group);
       }
    }
    void entityRemoved(std::string const& path) override {
@@ -50,12 +48,22 @@ class StatusBoard::ServiceWatch final : public TreeListener {
          board_.mountDel(found->second);
          rows_.erase(found);
       }
+      auto const group = groups_.find(path);
+      if (group != groups_.end()) {
+         board_.groups_.erase(group->second);
+         groups_.erase(group);
+      }
    }
    void valueChanged(std::string const&, Fen::Entity const& entity, Fen::AttrDesc const& attribute,
                      void const*) override {
-      auto const* const status = dynamic_cast<Controller::MountStatus const*>(&entity);
-      if (status != nullptr && std::string_view(attribute.name) == "mountState") {
+      if (std::string_view(attribute.name) != "mountState") {
+         return;
+      }
+      if (auto const* const status = dynamic_cast<Controller::MountStatus const*>(&entity)) {
          board_.mountIs(service_, *status);
+      } else if (auto const* const group =
+                    dynamic_cast<Controller::ServiceMountGroupStatus const*>(&entity)) {
+         board_.groupIs(service_, *group);
       }
    }
 
@@ -63,6 +71,7 @@ class StatusBoard::ServiceWatch final : public TreeListener {
    StatusBoard& board_;
    std::string const service_;
    std::map<std::string, MountKey> rows_;
+   std::map<std::string, GroupKey> groups_;
    TreeWatch const watch_;
 };
 
@@ -94,7 +103,7 @@ StatusBoard::MountKey StatusBoard::mountIs(std::string const& service,
    row.group = std::get<2>(key);
    row.path = std::get<3>(key);
    row.state = std::string(Controller::stringValue(status.mountState()).view());
-   row.since = secondsSinceEpoch();
+   row.since = wallTime();
    row.reason = status.mountState() == Controller::mountStateFailed
                    ? reason_(status.name(), Controller::SystemId(Fen::String8(row.system)))
                    : std::string();
@@ -112,17 +121,25 @@ void StatusBoard::mountDel(MountKey const& key) {
    MountRow row = found->second;
    mounts_.erase(found);
    row.state = std::string(Controller::stringValue(Controller::mountStateUnmounted).view());
-   row.since = secondsSinceEpoch();
+   row.since = wallTime();
    row.reason.clear();
    if (output_ != nullptr) {
       output_->mount(row);
    }
 }
 
+StatusBoard::GroupKey StatusBoard::groupIs(std::string const& service,
+                                           Controller::ServiceMountGroupStatus const& status) {
+   GroupKey const key(service, textOf(status.parent()->name()), textOf(status.name()));
+   groups_[key] = {service, std::get<1>(key), std::get<2>(key),
+                   std::string(Controller::stringValue(status.mountState()).view()), wallTime()};
+   return key;
+}
+
 void StatusBoard::handleNegotiated(Controller::SystemId system, std::string const& service,
                                    NegotiationOutcome const* outcome) {
    std::string const id(system.stringValue().view());
-   ServiceRow row{service, id, nameOf(id), 0, secondsSinceEpoch(), ""};
+   ServiceRow row{service, id, nameOf(id), 0, wallTime(), ""};
    if (outcome != nullptr) {
       row.version = outcome->version;
       row.description = outcome->description;
@@ -138,7 +155,12 @@ void StatusBoard::handleNegotiated(Controller::SystemId system, std::string cons
 void StatusBoard::handleSwitch(std::string const& name, Controller::SystemId system,
                                SwitchState state, std::string const& reason) {
    std::string const id(system.stringValue().view());
-   SwitchRow const row{name, id, switchStateName(state), secondsSinceEpoch(), reason};
+   SwitchRow row{name, id, switchStateName(state), wallTime(), reason};
+   auto const known = switches_.find(name);
+   // A switch is being connected to from the moment in which it is said where it is.
+   row.placeSince = state == SwitchState::connecting || known == switches_.end()
+                       ? row.since
+                       : known->second.placeSince;
    if (state == SwitchState::gone) {
       switches_.erase(name);
       names_.erase(id);

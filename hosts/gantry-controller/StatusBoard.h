@@ -36,12 +36,23 @@ struct MountRow {
    std::string reason;
 };
 
+/// One mount group of a service on one switch.
+struct GroupRow {
+   std::string service;
+   std::string system;
+   std::string group;
+   std::string state;
+   double since = 0.0;
+};
+
 struct SwitchRow {
    std::string name;
    std::string system;
    std::string state;
    double since = 0.0;
    std::string reason;
+   /// When it was last said where the switch is reached.
+   double placeSince = 0.0;
 };
 
 struct ServiceRow {
@@ -84,6 +95,8 @@ class StatusBoard : public Negotiation::Listener,
  public:
    /// Service, system, group and path.
    using MountKey = std::tuple<std::string, std::string, std::string, std::string>;
+   /// Service, system and group.
+   using GroupKey = std::tuple<std::string, std::string, std::string>;
    using Reason = std::function<std::string(Fen::Name path, Controller::SystemId system)>;
 
    /// `reason` says why a mount has failed.
@@ -110,8 +123,10 @@ class StatusBoard : public Negotiation::Listener,
    void handleInitialMounts(InitialRow const& row) override;
    void handleInitialMountsChanged() override;
 
-   /// The rows, by service, system, group and path; by name; by service and system.
+   /// The rows, by service, system, group and path; by service, system and group; by name; by
+   /// service and system.
    std::map<MountKey, MountRow> const& mounts() const { return mounts_; }
+   std::map<GroupKey, GroupRow> const& groups() const { return groups_; }
    std::map<std::string, SwitchRow> const& switches() const { return switches_; }
    std::map<std::pair<std::string, std::string>, ServiceRow> const& services() const {
       return services_;
@@ -125,12 +140,14 @@ class StatusBoard : public Negotiation::Listener,
 
    MountKey mountIs(std::string const& service, Controller::MountStatus const& status);
    void mountDel(MountKey const& key);
+   GroupKey groupIs(std::string const& service, Controller::ServiceMountGroupStatus const& status);
    std::string nameOf(std::string const& system) const;
 
    Reason const reason_;
    std::function<std::vector<InitialRow>()> initialRows_;
    StatusOutput* output_ = nullptr;
    std::map<MountKey, MountRow> mounts_;
+   std::map<GroupKey, GroupRow> groups_;
    std::map<std::string, SwitchRow> switches_;
    std::map<std::string, std::string> names_;
    std::map<std::pair<std::string, std::string>, ServiceRow> services_;

@@ -30,6 +30,7 @@ class Switches::Switch final : private SteadyMount::User {
    bool isAccepted() const { return accepted_; }
    Controller::MountState mountState() const { return mount_->state(); }
    std::string reason() const { return mount_->reason(); }
+   Fen::Ptr<Controller::MountSm> const& machine() const { return mount_->machine(); }
    void retryIntervalIs(double seconds) { mount_->retryIntervalIs(seconds); }
    /// What its announcement says now; the mount must be there.
    Statement statement() const;

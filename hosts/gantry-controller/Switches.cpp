@@ -93,6 +93,14 @@ std::string Switches::nameOf(std::string const& systemText) const {
    return one != nullptr ? one->name() : systemText;
 }
 
+std::map<std::string, Fen::Ptr<Controller::MountSm>> Switches::machines() const {
+   std::map<std::string, Fen::Ptr<Controller::MountSm>> all;
+   for (auto const& [name, one] : switches_) {
+      all.emplace(name, one->machine());
+   }
+   return all;
+}
+
 Switches::Record& Switches::recordOf(Controller::SystemId system) {
    Record& record = records_[system];
    if (!record.config) {

@@ -57,6 +57,8 @@ class Switches {
 
    /// The name of a switch, or the text of the id when none has it.
    std::string nameOf(std::string const& systemText) const;
+   /// The machine that mounts each switch's announcement, by the switch's name.
+   std::map<std::string, Fen::Ptr<Controller::MountSm>> machines() const;
    /// The policy of the server at which switches make themselves known.
    Fen::Ptr<Cairn::PeerPolicy> policy() const;
 

@@ -25,6 +25,7 @@ class InterfaceWishes {
 
    /// The directory of wishes may have come, gone or become another one.
    void follow(PublishedMounts const& mounts);
+   Fen::Ptr<Linux::InterfaceApplier> const& machine() const { return applier_; }
 
  private:
    std::unique_ptr<Linux::LinkControl> const kernel_;

@@ -73,6 +73,15 @@ Fen::Ptr<Fen::Entity> PublishedMounts::published(std::string const& remotePath) 
    return nullptr;
 }
 
+std::map<std::string, SteadyMount const*> PublishedMounts::mounts() const {
+   std::map<std::string, SteadyMount const*> all;
+   all.emplace(record_->wish().target, record_.get());
+   for (auto const& [path, mount] : paths_) {
+      all.emplace(mount->wish().target, mount.get());
+   }
+   return all;
+}
+
 void PublishedMounts::handleMountState(SteadyMount& mount) {
    if (&mount == record_.get()) {
       handleRecordState();

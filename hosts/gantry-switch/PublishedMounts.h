@@ -33,6 +33,8 @@ class PublishedMounts final : private SteadyMount::User {
 
    /// What is mounted under a path that the controller gave; null when nothing is.
    Fen::Ptr<Fen::Entity> published(std::string const& remotePath) const;
+   /// All mounts by their places in the tree of this system, that of the record too.
+   std::map<std::string, SteadyMount const*> mounts() const;
 
  private:
    class RecordReactor;

@@ -7,6 +7,7 @@
 #include <hosts/gantry-switch/PublishedMounts.h>
 
 #include <hosts/control/ControlServer.h>
+#include <hosts/control/Metrics.h>
 #include <hosts/linux/Collector.h>
 #include <hosts/linux/HostModel.h>
 #include <hosts/support/Program.h>
@@ -19,6 +20,7 @@
 
 #include <array>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -131,14 +133,41 @@ void offersRead(Options const& options, AgentEntity& agent) {
    }
 }
 
+/// What a switch does for a controller, as long as it has one.
+struct ControllerSide {
+   std::unique_ptr<InterfaceWishes> wishes;
+   std::unique_ptr<PublishedMounts> published;
+
+   std::map<std::string, SteadyMount const*> mounts() const {
+      return published ? published->mounts() : std::map<std::string, SteadyMount const*>();
+   }
+   MachinePlaces::Roots machines() const {
+      MachinePlaces::Roots all;
+      if (wishes) {
+         all.emplace_back("applier", wishes->machine());
+      }
+      for (auto const& [place, mount] : mounts()) {
+         all.emplace_back("mounts" + place, mount->machine());
+      }
+      return all;
+   }
+   void addTo(Metrics& metrics) const {
+      std::map<std::string, std::uint64_t> states;
+      for (auto const& [place, mount] : mounts()) {
+         ++states[std::string(Controller::stringValue(mount->state()).view())];
+      }
+      mountMetric(metrics, states);
+   }
+};
+
 /// All that is in the tree of a switch comes from its kernel, from its controller or from its
 /// options.
-ControlPolicy controlPolicy() {
+ControlPolicy controlPolicy(ControllerSide const& side) {
    return {[](std::string_view path) {
               return isBelow(path, "/linux") || isBelow(path, "/agent") ||
                      isBelow(path, "/controllers");
            },
-           nullptr};
+           [&side](Metrics& metrics) { side.addTo(metrics); }, [&side] { return side.machines(); }};
 }
 
 /// Serves until a signal ends the loop.
@@ -154,22 +183,21 @@ void serve(Options const& options, Endpoint const& endpoint,
    Cairn::tcpConfig().localName = Fen::String8(options.sysname);
    Cairn::tcpConfig().localSystemId = id;
    Cairn::tcpConfig().localServingPort = server->port();
-   std::unique_ptr<InterfaceWishes> wishes;
+   ControllerSide side;
    if (options.apply) {
-      wishes = std::make_unique<InterfaceWishes>(model.interfaces(), model.directory());
+      side.wishes = std::make_unique<InterfaceWishes>(model.interfaces(), model.directory());
    }
-   std::unique_ptr<PublishedMounts> published;
    if (controller) {
       // Called in later turns, when both are there.
-      published = std::make_unique<PublishedMounts>(*controller, id, [&wishes, &published] {
-         if (wishes) {
-            wishes->follow(*published);
+      side.published = std::make_unique<PublishedMounts>(*controller, id, [&side] {
+         if (side.wishes) {
+            side.wishes->follow(*side.published);
          }
       });
    }
    std::unique_ptr<ControlServer> control;
    if (!options.control.empty()) {
-      control = std::make_unique<ControlServer>(options.control, controlPolicy());
+      control = std::make_unique<ControlServer>(options.control, controlPolicy(side));
    }
    std::cout << "serving " << options.sysname << " on " << endpoint.address << ":" << server->port()
              << std::endl;

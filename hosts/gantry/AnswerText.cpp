@@ -5,7 +5,7 @@
 #include <hosts/support/TextTable.h>
 #include <hosts/support/ValueText.h>
 
-#include <cctype>
+#include <cstdio>
 
 namespace Host {
 
@@ -77,6 +77,35 @@ std::string oneType(Json const& type) {
    return plainText(out) + "\n" + textTable(rows, 0, 0);
 }
 
+/// Text as it stands in the format of Prometheus; a label's value is in quotes.
+std::string escaped(std::string const& text, bool isQuoted) {
+   std::string out;
+   for (char const c : plainText(text)) {
+      out += c == '\\' || (c == '"' && isQuoted) ? "\\" : "";
+      out += c;
+   }
+   return out;
+}
+
+std::string labelsText(Json const& labels) {
+   std::string out;
+   for (auto const& [name, value] : labels.items()) {
+      out += (out.empty() ? "{" : ",") + name + "=\"" +
+             escaped(memberOf(labels, name.c_str()), true) + "\"";
+   }
+   return out.empty() ? out : out + "}";
+}
+
+/// A number as people read it: without a power of ten.
+std::string numberText(Json const& value) {
+   if (!value.is_number_float()) {
+      return value.dump();
+   }
+   char text[64];
+   std::snprintf(text, sizeof text, "%.9f", value.get<double>());
+   return text;
+}
+
 } // namespace
 
 std::string memberOf(Json const& json, char const* name) {
@@ -121,22 +150,36 @@ std::string typesText(Json const& answer) {
    return textTable(rows, 0, 0);
 }
 
-std::string numbersText(Json const& answer) {
+std::string metricsText(Json const& answer) {
    std::vector<TextRow> rows{{"NAME", "VALUE"}};
-   for (auto const& [name, value] : member(answer, "numbers").items()) {
-      rows.push_back({name, value.dump()});
+   for (Json const& metric : member(answer, "metrics")) {
+      std::string const name = memberOf(metric, "name");
+      for (Json const& sample : member(metric, "samples")) {
+         rows.push_back(
+            {name + labelsText(member(sample, "labels")), numberText(member(sample, "value"))});
+      }
+      if (metric.contains("count")) {
+         rows.push_back({name + "_sum", numberText(metric["sum"])});
+         rows.push_back({name + "_count", numberText(metric["count"])});
+      }
    }
    return textTable(rows, 0, 0);
 }
 
 std::string prometheusText(Json const& answer) {
    std::string out;
-   for (auto const& [name, value] : member(answer, "numbers").items()) {
-      std::string metric = "gantry_";
-      for (char const c : name) {
-         metric += std::isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
+   for (Json const& metric : member(answer, "metrics")) {
+      std::string const name = memberOf(metric, "name");
+      out += "# HELP " + name + " " + escaped(memberOf(metric, "help"), false) + "\n# TYPE " +
+             name + " " + memberOf(metric, "kind") + "\n";
+      for (Json const& sample : member(metric, "samples")) {
+         out += name + labelsText(member(sample, "labels")) + " " + member(sample, "value").dump() +
+                "\n";
       }
-      out += "# TYPE " + metric + " untyped\n" + metric + " " + value.dump() + "\n";
+      if (metric.contains("count")) {
+         out += name + "_sum " + metric["sum"].dump() + "\n" + name + "_count " +
+                metric["count"].dump() + "\n";
+      }
    }
    return out;
 }
@@ -144,6 +187,9 @@ std::string prometheusText(Json const& answer) {
 std::string eventText(Json const& event) {
    std::string const path = plainText(memberOf(event, "path"));
    std::string const kind = memberOf(event, "event");
+   if (kind == "ended") {
+      return "";
+   }
    if (kind == "removed") {
       return path + " is gone\n";
    }

@@ -14,8 +14,8 @@ std::string treeText(Json const& answer);
 /// All attributes of an entity; of a single attribute its text alone.
 std::string valuesText(Json const& answer);
 std::string typesText(Json const& answer);
-std::string numbersText(Json const& answer);
-/// The text format of Prometheus.
+std::string metricsText(Json const& answer);
+/// The text format of Prometheus, version 0.0.4.
 std::string prometheusText(Json const& answer);
 /// One line of a watch.
 std::string eventText(Json const& event);

@@ -5,6 +5,7 @@
 #include <hosts/support/Program.h>
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -19,6 +20,17 @@ std::string refusalText(Json const& answer) {
    std::string text = answer.value("text", "the host refuses without a reason");
    std::string const hint = answer.value("hint", "");
    return hint.empty() ? text : text + "; " + hint;
+}
+
+std::string noHostText(std::string const& path, int reason) {
+   struct stat status {};
+   if (reason == EACCES || reason == EPERM) {
+      return path + " belongs to another user; run this as that user";
+   }
+   if (::stat(path.c_str(), &status) == 0 && !S_ISSOCK(status.st_mode)) {
+      return path + " is no socket; give the --control path of a host";
+   }
+   return "no host answers at " + path + "; start one with --control " + path;
 }
 
 } // namespace
@@ -36,9 +48,7 @@ HostConnection::HostConnection(std::string path) : path_(std::move(path)) {
    if (::connect(descriptor_, reinterpret_cast<sockaddr const*>(&address), sizeof address) != 0) {
       int const reason = errno;
       ::close(descriptor_);
-      throw NoHostError(reason == EACCES || reason == EPERM
-                           ? path_ + " belongs to another user; run this as that user"
-                           : "no host answers at " + path_ + "; start one with --control " + path_);
+      throw NoHostError(noHostText(path_, reason));
    }
 }
 

@@ -72,11 +72,13 @@ std::string statusText(Json const& answer) {
                  {"SINCE", "since"},
                  {"NEGOTIATED", "description"}}) +
           "\n";
-   out +=
-      table(
-         answer, "groups",
-         {{"SERVICE", "service"}, {"SYSTEM", "system"}, {"GROUP", "group"}, {"STATE", "state"}}) +
-      "\n";
+   out += table(answer, "groups",
+                {{"SERVICE", "service"},
+                 {"SYSTEM", "system"},
+                 {"GROUP", "group"},
+                 {"STATE", "state"},
+                 {"SINCE", "since"}}) +
+          "\n";
    return out + table(answer, "mounts",
                       {{"SERVICE", "service"},
                        {"SWITCH", "switch"},

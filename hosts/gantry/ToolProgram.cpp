@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <iostream>
+#include <stdexcept>
 #include <string>
 #include <thread>
 
@@ -39,6 +40,12 @@ struct Options {
    TraceTool::Options trace;
 };
 
+/// What was watched has gone.
+class EndedError : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
+
 /// What is to be done once the command line has been read.
 struct Work {
    Json request;
@@ -61,7 +68,8 @@ CLI::App* commandAdd(CLI::App& app, Options& options, char const* name, char con
 }
 
 void readersAdd(CLI::App& app, Options& options, Work& work) {
-   CLI::App* const tree = commandAdd(app, options, "tree", "The entities below a path",
+   CLI::App* const tree = commandAdd(app, options, "tree",
+                                     "The entities below a path, and the machines below /machines",
                                      "gantry tree /linux/interface --depth 1");
    tree->add_option("PATH", options.path, "Where to begin, the root by default");
    CLI::Option const* const depth =
@@ -73,8 +81,9 @@ void readersAdd(CLI::App& app, Options& options, Work& work) {
          work.request["depth"] = options.depth;
       }
    });
-   CLI::App* const get = commandAdd(app, options, "get", "The attributes of an entity, or one",
-                                    "gantry get /linux/host.hostName");
+   CLI::App* const get =
+      commandAdd(app, options, "get", "The attributes of an entity or machine, or one",
+                 "gantry get /linux/host.hostName");
    get->add_option("PATH", options.path, "PATH, PATH.ATTRIBUTE or PATH.ATTRIBUTE[KEY]")->required();
    get->callback([&options, &work] {
       work = {{{"command", "get"}, {"path", options.path}}, &valuesText};
@@ -109,7 +118,7 @@ void othersAdd(CLI::App& app, Options& options, Work& work) {
       commandAdd(app, options, "stats", "Counters of the host", "gantry stats --prometheus");
    stats->add_flag("--prometheus", options.prometheus, "The text format of Prometheus");
    stats->callback([&options, &work] {
-      work = {{{"command", "stats"}}, options.prometheus ? &prometheusText : &numbersText};
+      work = {{{"command", "stats"}}, options.prometheus ? &prometheusText : &metricsText};
    });
 }
 
@@ -207,9 +216,14 @@ void carryOut(Options const& options, Work const& work) {
       print(options, work, answer);
       return;
    }
-   // Ends with the host, with an interrupt, or when nobody reads any more.
+   // Ends with what is watched, with the host, with an interrupt, or when nobody reads any more.
    while (std::cout) {
-      print(options, work, host.next());
+      Json const event = host.next();
+      print(options, work, event);
+      if (memberOf(event, "event") == "ended") {
+         throw EndedError(memberOf(event, "path") +
+                          " is no longer there; watch again when it is back, or what is above it");
+      }
    }
 }
 
@@ -224,12 +238,14 @@ int toolRun(int argc, char const* const* argv) {
    CLI::App app("Looks at a running gantry-switch or gantry-controller, and drives it.", "gantry");
    Options options;
    Work work;
-   app.require_subcommand(1);
+   // None is found out below: so a word that is no command is what is complained about.
+   app.require_subcommand(0, 1);
    app.fallthrough();
    app.add_option("--control", options.control, "The socket that the host was started with")
       ->envname("GANTRY_CONTROL")
       ->required();
-   app.footer("Exit status: 0 done, 1 refused by the host, 2 wrong command line, 3 no host.");
+   app.footer("Exit status: 0 done, 1 refused by the host, 2 wrong command line, 3 no host, "
+              "4 what was watched has gone.");
    readersAdd(app, options, work);
    othersAdd(app, options, work);
    controllerAdd(app, options, work);
@@ -239,6 +255,9 @@ int toolRun(int argc, char const* const* argv) {
       if (!parse(app, argc, argv)) {
          return toolDone;
       }
+      if (app.get_subcommands().empty()) {
+         throw UserError("say what to show, such as 'gantry tree'; --help lists the commands");
+      }
       carryOut(options, work);
    } catch (UserError const& error) {
       return failed(error.what(), toolUsage);
@@ -246,6 +265,8 @@ int toolRun(int argc, char const* const* argv) {
       return failed(error.what(), toolRefused);
    } catch (NoHostError const& error) {
       return failed(error.what(), toolNoHost);
+   } catch (EndedError const& error) {
+      return failed(error.what(), toolEnded);
    }
    return toolDone;
 }

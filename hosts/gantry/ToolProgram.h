@@ -12,6 +12,8 @@ enum ToolStatus : int {
    toolUsage = 2,
    /// No host answers at the socket, or it went away.
    toolNoHost = 3,
+   /// What was watched has left the tree.
+   toolEnded = 4,
 };
 
 /// Reads the command line, carries it out and returns the exit status. What is wrong is one line on

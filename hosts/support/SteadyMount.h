@@ -58,6 +58,8 @@ class SteadyMount {
    std::string reason() const;
    /// What stands at the target; null when nothing does.
    Fen::Ptr<Fen::Entity> root() const;
+   /// What does the work; for looking at.
+   Fen::Ptr<Controller::MountSm> const& machine() const { return machine_; }
    /// For failures from now on.
    void retryIntervalIs(double seconds) { wish_.retryInterval = seconds; }
 

@@ -38,10 +38,7 @@ class GantryStatusTest : public testing::Test {
       : base(testing::TempDir() + "gantry-status-" + std::to_string(getpid())),
         one("leaf1", {"--system-id", "02:00:00:00:00:01", "--service", "fabric=2"}),
         two("leaf2", {"--system-id", "02:00:00:00:00:02", "--service", "fabric=3"}) {
-      std::ofstream(base + ".json")
-         << "{\"system\":{\"id\":\"02:00:00:00:00:ff\"},\"switches\":{"
-         << place("leaf1", 1, one.endpoint) << "," << place("leaf2", 2, two.endpoint)
-         << "},\"services\":{" << services << "}}";
+      write(services);
       controller = std::make_unique<ChildProgram>(
          "gantry-controller",
          std::vector<std::string>{"--config", base + ".json", "--json", "--control", base, "--ring",
@@ -62,6 +59,13 @@ class GantryStatusTest : public testing::Test {
    ~GantryStatusTest() override {
       std::filesystem::remove(base + ".json");
       std::filesystem::remove(base + ".ring");
+   }
+
+   void write(std::string const& declared) const {
+      std::ofstream(base + ".json")
+         << "{\"system\":{\"id\":\"02:00:00:00:00:ff\"},\"switches\":{"
+         << place("leaf1", 1, one.endpoint) << "," << place("leaf2", 2, two.endpoint)
+         << "},\"services\":{" << declared << "}}";
    }
 
    std::string tool(std::vector<std::string> arguments, int status = 0) const {
@@ -129,6 +133,14 @@ TEST_F(GantryStatusTest, SetsWhatTheFileDeclaresAndNothingElse) {
    std::string const group = "/services/mountConfig/fabric/mountGroupConfig/g";
    EXPECT_EQ(tool({"set", group + ".preserveMountsOnDisconnect", "True"}), "True\n");
    EXPECT_EQ(tool({"get", group + ".preserveMountsOnDisconnect"}), "True\n");
+   std::string const filter = "/services/mountConfig/fabric/systemFilter/some";
+   EXPECT_EQ(tool({"set", filter + ".includedSystem", "True"}, 1),
+             "gantry: 'includedSystem' is a collection; give PATH.ATTRIBUTE[KEY]\n");
+   // Neither keys nor values need the quotes of their text form.
+   EXPECT_EQ(tool({"get", "/registry/controllerStatus.registeredSwitch[02:00:00:00:00:01]"}),
+             "True\n");
+   EXPECT_EQ(tool({"get", "/registry/controllerStatus.registeredSwitch['02:00:00:00:00:01']"}),
+             "True\n");
    EXPECT_TRUE(holds(tool({"set", group + ".preserveMountsOnDisconnect", "maybe"}, 1),
                      "'gantry get' shows the text form of what is there\n"));
    EXPECT_EQ(tool({"set", group + "/mountConfig/linux/host.fencType", "Linux::Host"}, 1),
@@ -183,8 +195,44 @@ TEST_F(GantryStatusTest, TraceAsJson) {
    EXPECT_TRUE(message["line"].is_number_unsigned());
 }
 
-TEST_F(GantryStatusTest, NumbersHaveTheMountsByState) {
-   EXPECT_TRUE(holds(tool({"stats", "--prometheus"}), "\ngantry_mounts_mountStateMounted 1\n"));
+TEST_F(GantryStatusTest, WatchEndsWithWhatItWatches) {
+   std::string const group = "/services/mountConfig/idle/mountGroupConfig/g";
+   ChildProgram watch("gantry", {"--control", base, "watch", group});
+   EXPECT_NE(watch.lineWith({group + "  Controller::ServiceMountGroupConfig"}), "");
+   ChildProgram json("gantry", {"--control", base, "watch", group, "--json"});
+   EXPECT_NE(json.lineWith({"\"event\":\"entity\""}), "");
+   write(std::string("\"idle\":{\"versions\":\"7\"}"));
+   controller->signal(SIGHUP);
+   EXPECT_EQ(watch.lineWith({"/g is gone"}), group + " is gone");
+   EXPECT_EQ(watch.status(), 4);
+   EXPECT_NE(json.lineWith({"\"event\":\"ended\"", group}), "");
+   EXPECT_EQ(json.status(), 4);
+}
+
+/// The machine of a mount, by its place below the registry's.
+TEST_F(GantryStatusTest, MachinesAreReachable) {
+   std::string const entry = "/machines/registry/mountsRegistryEntrySm/linux/host";
+   std::string const mount = entry + "/mountSm/02:00:00:00:00:01";
+   std::string const tree = tool({"tree", "/machines"});
+   for (char const* each :
+        {"registry  Controller::MountsRegistrySm", "services  Controller::ServiceConfigDirSm",
+         "initial  Controller::InitialMountSm", "switches/leaf1  Controller::MountSm"}) {
+      EXPECT_TRUE(holds(tree, each)) << each << tree;
+   }
+   EXPECT_EQ(tool({"get", mount + ".currentState"}), "'stateIdle'\n");
+   EXPECT_EQ(tool({"get", entry + "/mountSmData/02:00:00:00:00:01.mountState"}),
+             "'mountStateMounted'\n");
+   EXPECT_TRUE(tool({"get", mount}).starts_with(mount + "  Controller::MountSm  (read-only)\n"));
+   EXPECT_TRUE(tool({"set", mount + ".initialized", "False"}, 1)
+                  .starts_with("gantry: attempting to modify a const instance; "));
+   EXPECT_TRUE(holds(tool({"watch", mount}, 1), "'gantry get' shows how it is now\n"));
+}
+
+TEST_F(GantryStatusTest, GroupsHaveTheirTimes) {
+   std::string const json = tool({"status", "--json"});
+   EXPECT_TRUE(holds(json, "\"group\":\"g\",\"state\":\"mountStateMounted\",\"since\":1")) << json;
+   EXPECT_FALSE(
+      holds(tool({"explain", "fabric", "linux/host", "leaf1", "--json"}), "\"since\":null"));
 }
 
 } // namespace

@@ -124,6 +124,12 @@ TEST_F(GantryToolTest, Get) {
 TEST_F(GantryToolTest, WrongPathsAndNames) {
    EXPECT_EQ(refusal({"get", "/nowhere"}), "1 gantry: there is nothing at '/nowhere'; 'gantry "
                                            "tree' shows what there is\n");
+   EXPECT_EQ(refusal({"get", "/linux/nothing/here"}),
+             "1 gantry: there is nothing at '/linux/nothing/here'; 'gantry tree /linux --depth 2' "
+             "shows what there is\n");
+   EXPECT_EQ(refusal({"get", "/agent/systemId"}),
+             "1 gantry: there is nothing at '/agent/systemId'; for the attribute give "
+             "'/agent.systemId'\n");
    EXPECT_EQ(refusal({"get", "/agent.colour"}),
              "1 gantry: Agent::Announcement has no attribute 'colour'; 'gantry types "
              "Agent::Announcement' lists them\n");
@@ -147,6 +153,23 @@ TEST_F(GantryToolTest, WrongCommandLines) {
    }
 }
 
+TEST_F(GantryToolTest, LinesThatSayWhatToDo) {
+   EXPECT_EQ(
+      refusal({"get", "/machines/nothing"}),
+      "1 gantry: there is nothing at '/machines/nothing'; 'gantry tree /machines' shows what "
+      "there is\n");
+   EXPECT_EQ(refusal({"dance"}), "2 gantry: The following argument was not expected: dance; --help "
+                                 "lists the options\n");
+   EXPECT_EQ(refusal({}),
+             "2 gantry: say what to show, such as 'gantry tree'; --help lists the commands\n");
+   EXPECT_EQ(refusal({"status"}), "1 gantry: this host has no command 'status'; it has watch, get, "
+                                  "host, set, stats, tree, types\n");
+   ChildProgram file("gantry", {"--control", program("gantry"), "tree"}, true);
+   EXPECT_EQ(file.rest(),
+             "gantry: " + program("gantry") + " is no socket; give the --control path of a host\n");
+   EXPECT_EQ(file.status(), 3);
+}
+
 TEST_F(GantryToolTest, SetOfWhatTheHostWrites) {
    EXPECT_EQ(refusal({"set", "/linux/host.hostName", "other"}),
              "1 gantry: attempting to modify a const instance; the host writes this itself or "
@@ -163,12 +186,6 @@ TEST_F(GantryToolTest, Types) {
    EXPECT_TRUE(one.starts_with("Agent::Announcement  entity")) << one;
    EXPECT_TRUE(holds(one, "offered")) << one;
    EXPECT_TRUE(holds(shown({"types", "Agent::Announcement", "--json"}), "\"name\":\"offered\""));
-}
-
-TEST_F(GantryToolTest, Statistics) {
-   EXPECT_TRUE(holds(shown({"stats"}), "loop.turns"));
-   EXPECT_TRUE(holds(shown({"stats", "--prometheus"}), "# TYPE gantry_loop_turns "));
-   EXPECT_TRUE(holds(shown({"stats", "--json"}), "\"loop.turns\":"));
 }
 
 TEST_F(GantryToolTest, TraceOfTheRunningHost) {
@@ -200,7 +217,7 @@ TEST(GantryToolDocuments, AreMadeByTheBuild) {
    EXPECT_TRUE(holds(manual, "\n.SS explain\n")) << manual;
    EXPECT_TRUE(holds(manual, "\n.B \\-\\-depth\n")) << manual;
    EXPECT_TRUE(holds(manual, "\n.B VALUE\n")) << manual;
-   EXPECT_TRUE(holds(manual, "3 no host.\n")) << manual;
+   EXPECT_TRUE(holds(manual, "3 no host, 4 what was watched has gone.\n")) << manual;
 }
 
 /// What bash offers behind these words.
