@@ -101,7 +101,8 @@ void MountSm::handleStateTransitionTimeout() {
 }
 
 void MountSm::handleWatchdogTimeout() {
-   RINGSCRIBE_TRACE(8, "handleWatchdogTimeout", " remotePath:", remotePath(),
+   // In the stream trace this is an entry like any other; in the ring it must stand out.
+   RINGSCRIBE_TRACE(1, "handleWatchdogTimeout", " remotePath:", remotePath(),
                     " connection:", connectionId().stringValue(),
                     " stuck, currentState:", currentState());
    FEN_TRACE(mountSmTrace(), 8,

@@ -104,6 +104,8 @@ TEST_F(MountSmRingTest, TheWatchdogSaysStuckEveryThirtySeconds) {
    EXPECT_EQ(texts(), (Calls{stuck}));
    time.advance(60.0);
    EXPECT_EQ(texts(), (Calls{stuck, stuck}));
+   time.advance(30.0);
+   EXPECT_EQ(levels(), (std::vector<int>{1}));
 }
 
 } // namespace
