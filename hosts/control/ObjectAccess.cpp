@@ -10,22 +10,22 @@ namespace Host {
 
 namespace {
 
-/// Whether a value is text, and which.
+/// The text of a value that is one.
 class TextReader : public Fen::AttrReader {
  public:
    void boolean(bool) override {}
    void signedNumber(std::int64_t) override {}
    void unsignedNumber(std::uint64_t) override {}
    void real(double) override {}
-   void text(Fen::String8 const& value) override {
-      isText = true;
-      found = textOf(value);
-   }
+   void text(Fen::String8 const& value) override { found = textOf(value); }
    void none() override {}
 
-   bool isText = false;
    std::string found;
 };
+
+bool isPlainText(Fen::FenType const* type) {
+   return type == Fen::typeOf<Fen::String8>() || type == Fen::typeOf<Fen::Name>();
+}
 
 } // namespace
 
@@ -57,8 +57,7 @@ Fen::Ptr<Fen::GenericIf> parsed(Fen::ValueForm const& form, std::string const& t
    if (type == nullptr) {
       throw ControlError("notSupported", "values of this type have no text form");
    }
-   bool const isText = type == Fen::typeOf<Fen::String8>() || type == Fen::typeOf<Fen::Name>();
-   if (isText && (text.empty() || text.front() != '\'')) {
+   if (isPlainText(type) && (text.empty() || text.front() != '\'')) {
       return Fen::genericIf(Fen::String8(text));
    }
    if (text.empty() || text.front() != '\'') {
@@ -73,12 +72,15 @@ Fen::Ptr<Fen::GenericIf> parsed(Fen::ValueForm const& form, std::string const& t
 }
 
 std::string keyTextOf(Fen::GenericIf const& key) {
-   TextReader reader;
-   key.valueRead(reader);
-   std::string text = reader.isText ? reader.found : textOf(key.strRep());
+   if (isPlainText(key.fwkType())) {
+      TextReader reader;
+      key.valueRead(reader);
+      return reader.found;
+   }
+   std::string const text = textOf(key.strRep());
    bool const isQuoted = text.size() > 2 && text.front() == '\'' && text.back() == '\'' &&
                          text.find_first_of("'\\", 1) == text.size() - 1;
-   return !reader.isText && isQuoted ? text.substr(1, text.size() - 2) : text;
+   return isQuoted ? text.substr(1, text.size() - 2) : text;
 }
 
 } // namespace Host

@@ -102,7 +102,8 @@ void readersAdd(CLI::App& app, Options& options, Work& work) {
 void othersAdd(CLI::App& app, Options& options, Work& work) {
    CLI::App* const set =
       commandAdd(app, options, "set", "Store a value, given in its text form; text needs no quotes",
-                 "gantry set /registry/x.enabled True");
+                 "gantry set /services/mountConfig/fabric/mountGroupConfig/links"
+                 ".preserveMountsOnDisconnect True");
    set->add_option("PATH", options.path, "PATH.ATTRIBUTE or PATH.ATTRIBUTE[KEY]")->required();
    set->add_option("VALUE", options.value, "The new value")->required();
    set->callback([&options, &work] {

@@ -167,6 +167,14 @@ TEST_F(GantryStatusTest, WatchShowsWhatIsSet) {
              group + ".preserveMountsOnDisconnect = true");
 }
 
+TEST_F(GantryStatusTest, KeysStandAsTheyAreTyped) {
+   EXPECT_TRUE(holds(tool({"get", "/registry/controllerStatus"}),
+                     "registeredSwitch[02:00:00:00:00:01] = True"));
+   EXPECT_TRUE(holds(tool({"tree", "/machines/registry"}), "mountSm/02:00:00:00:00:01 "));
+   EXPECT_TRUE(holds(
+      tool({"get", "/registry/controllerStatus.registeredSwitch[02:00:00:00:00:01]"}), "True"));
+}
+
 TEST_F(GantryStatusTest, TraceOfOneMachine) {
    std::string const all = tool({"trace"});
    std::string const mounts = tool({"trace", "--machine", "MountSm"});
