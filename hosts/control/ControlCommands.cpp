@@ -19,6 +19,8 @@ namespace {
 
 /// Of one answer.
 constexpr unsigned mostEntities = 20000;
+/// For one path, of which a part may be a name, an attribute or a key.
+constexpr unsigned mostLooks = 64;
 constexpr unsigned deepestTree = 64;
 
 /// The protocol's word for a refusal by the library.
@@ -62,6 +64,23 @@ Json hostOf() {
    json["ring"] =
       ring ? Json(std::filesystem::absolute(std::string(ring->path().view())).string()) : Json();
    return json;
+}
+
+/// A path without slashes at its end. Each separator of a path is one more place to look, since
+/// names may have any of them: who sends thousands would keep the loop from everybody else.
+std::string plainPath(std::string path) {
+   constexpr std::size_t longest = 4096;
+   constexpr std::ptrdiff_t mostSeparators = 128;
+   auto const isSeparator = [](char c) { return c == '/' || c == '.' || c == '['; };
+   if (path.size() > longest ||
+       std::count_if(path.begin(), path.end(), isSeparator) > mostSeparators) {
+      throw ControlError("badRequest",
+                         "a path has at most 4096 bytes, and 128 slashes, dots and brackets");
+   }
+   while (path.size() > 1 && path.back() == '/') {
+      path.pop_back();
+   }
+   return path;
 }
 
 } // namespace
@@ -121,11 +140,23 @@ Json ControlCommands::answer(Json const& request) const {
    }
 }
 
-ControlPlace ControlCommands::placeAt(std::string const& text) const {
-   auto const find = [this](std::string const& path) {
+ControlPlace ControlCommands::placeAt(std::string const& whole) const {
+   std::string const text = plainPath(whole);
+   if (text == MachinePlaces::root) {
+      throw ControlError("notSupported", "'/machines' has machines and no attributes",
+                         "'gantry tree /machines' lists them");
+   }
+   auto const roots =
+      isBelow(text, MachinePlaces::root) ? machines_.roots() : MachinePlaces::Roots();
+   unsigned left = mostLooks;
+   auto const find = [this, &roots, &left](std::string const& path) {
+      if (left == 0) {
+         return Fen::Ptr<Fen::PtrInterface>();
+      }
+      --left;
       Fen::Ptr<Fen::PtrInterface> const entity =
          Fen::Entity::entity(Fen::EntityUriPath(Fen::String8(path)));
-      return entity ? entity : machines_.find(path);
+      return entity ? entity : machines_.find(path, roots);
    };
    return placeOf(text, find, isBelow(text, MachinePlaces::root) ? MachinePlaces::root : "/");
 }
@@ -136,7 +167,7 @@ bool ControlCommands::isReadOnly(ControlPlace const& place) const {
 }
 
 Json ControlCommands::tree(Json const& request) const {
-   std::string const path = requestText(request, "path", "/");
+   std::string const path = plainPath(requestText(request, "path", "/"));
    unsigned const depth = requestNumber(request, "depth", deepestTree);
    if (path == MachinePlaces::root) {
       return Json{{"tree", machines_.tree(path, std::min(depth, deepestTree), mostEntities)}};

@@ -45,7 +45,8 @@ class ControlCommands {
    /// through.
    Json answer(Json const& request) const;
 
-   /// Throws ControlError when there is nothing at the place.
+   /// Throws ControlError when there is nothing at the place, and for a text that would take long
+   /// to look for.
    ControlPlace placeAt(std::string const& text) const;
 
  private:

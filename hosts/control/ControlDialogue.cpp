@@ -18,6 +18,11 @@ Json refusal(char const* word, std::string const& text, std::string const& hint)
    return json;
 }
 
+/// A peer's text need not be UTF-8.
+std::string lineOf(Json const& json) {
+   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
 /// A flat object; everything deeper is refused before it is built.
 Json requestOf(std::string_view line) {
    bool isDeep = false;
@@ -49,7 +54,7 @@ void ControlDialogue::take(std::string_view bytes) {
 }
 
 bool ControlDialogue::goOn() {
-   if (isPaused() || received_.find('\n') == std::string::npos) {
+   if (isFull() || !hasRequest_) {
       return false;
    }
    takeRequests();
@@ -58,17 +63,21 @@ bool ControlDialogue::goOn() {
 
 void ControlDialogue::takeRequests() {
    std::size_t begin = 0;
-   for (std::size_t end; !isCutOff_ && !isLast_ && !isPaused() &&
-                         (end = received_.find('\n', begin)) != std::string::npos;
-        begin = end + 1) {
+   std::size_t end = received_.find('\n');
+   for (unsigned left = requestsAtOnce;
+        left > 0 && !isCutOff_ && !isLast_ && !isFull() && end != std::string::npos; --left) {
       handleRequest(std::string_view(received_).substr(begin, end - begin));
+      begin = end + 1;
+      end = received_.find('\n', begin);
    }
    received_.erase(0, begin);
-   if (received_.find('\n') == std::string::npos && received_.size() > longestRequest) {
+   hasRequest_ = end != std::string::npos;
+   if (!hasRequest_ && received_.size() > longestRequest) {
       handleRequest(received_);
    }
    if (isLast_ || isCutOff_) {
       received_.clear();
+      hasRequest_ = false;
    }
 }
 
@@ -77,6 +86,8 @@ void ControlDialogue::handleRequest(std::string_view line) {
       send(answer(line));
    } catch (ControlError const& error) {
       send(refusal(error.word(), error.what(), error.hint()));
+   } catch (Fen::Exception const& refused) {
+      send(refusal("range", refused.what(), ""));
    }
    isLast_ = isLast_ || line.size() > longestRequest;
 }
@@ -113,15 +124,16 @@ Json ControlDialogue::watch(Json const& request) {
 }
 
 void ControlDialogue::send(Json const& json) {
+   std::string const line = lineOf(json);
+   sendLine(line.size() <= longestAnswer
+               ? line
+               : lineOf(refusal("tooLarge", "the answer would have more than 4 MiB",
+                                "ask for a part of it: a longer path, a smaller --depth")));
+}
+
+void ControlDialogue::sendLine(std::string const& line) {
    if (isCutOff_) {
       return;
-   }
-   // A peer's text need not be UTF-8.
-   std::string line = json.dump(-1, ' ', false, Json::error_handler_t::replace);
-   if (line.size() > longestAnswer) {
-      line = refusal("tooLarge", "the answer would have more than 4 MiB",
-                     "ask for a part of it: a longer path, a smaller --depth")
-                .dump();
    }
    unsent_ += line;
    unsent_ += '\n';
@@ -136,8 +148,15 @@ void ControlDialogue::event(char const* name, std::string const& path, Json more
    Json json{{"time", wallTime()}, {"event", name}};
    std::string const full = path.empty() ? watchedPath_ : watchedPath_ + "/" + path;
    json["path"] = full.empty() ? "/" : full;
-   json.update(more);
-   send(json);
+   Json whole = json;
+   whole.update(more);
+   std::string const line = lineOf(whole);
+   if (line.size() <= longestAnswer) {
+      sendLine(line);
+      return;
+   }
+   json["tooLarge"] = true;
+   sendLine(lineOf(json));
 }
 
 void ControlDialogue::entityAdded(std::string const& path, Fen::Entity const& entity) {

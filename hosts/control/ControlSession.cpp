@@ -56,7 +56,8 @@ void ControlServer::Session::handleReadable() {
       return;
    }
    char buffer[16 << 10];
-   for (std::size_t taken = 0; taken < bytesPerTurn && !dialogue_.isLast();) {
+   for (std::size_t taken = 0;
+        taken < bytesPerTurn && !dialogue_.isLast() && !dialogue_.isPaused();) {
       ssize_t const size = ::recv(descriptor_, buffer, sizeof buffer, 0);
       if (size < 0 && errno == EINTR) {
          continue;
@@ -109,6 +110,7 @@ void ControlServer::Session::handleTurnEnd() {
    }
    watched_->writableWantedIs(!dialogue_.unsent().empty());
    if (dialogue_.goOn()) {
+      isLast_ = isLast_ || dialogue_.isLast();
       pendingIs(true);
    } else if (isLast_ && dialogue_.unsent().empty()) {
       end();

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <unordered_map>
 
 namespace Host {
 
@@ -85,7 +86,8 @@ Object below(Object const& owner, std::string_view& rest) {
    return key ? objectOf(*handle, *attribute, key) : Object();
 }
 
-/// Trees of objects, each with those above it: what leads back up is not followed.
+/// Trees of objects. What leads back up is not followed, and what several refer to is written out
+/// once; elsewhere stands where that is.
 class TreeBuilder {
  public:
    explicit TreeBuilder(unsigned limit) : left_(limit) {}
@@ -97,6 +99,13 @@ class TreeBuilder {
       }
       --left_;
       Json json{{"path", path}, {"type", textOf(object->fwkType()->fullTypeName())}};
+      if (auto const written = written_.find(object.ptr()); written != written_.end()) {
+         json["at"] = written->second;
+         return json;
+      }
+      if (depth > 0) {
+         written_.emplace(object.ptr(), path);
+      }
       above_.push_back(object.ptr());
       Json members = Json::array();
       std::size_t count = 0;
@@ -140,6 +149,8 @@ class TreeBuilder {
 
    unsigned left_;
    std::vector<Fen::PtrInterface const*> above_;
+   /// Those whose members stand in the answer, with their places.
+   std::unordered_map<Fen::PtrInterface const*, std::string> written_;
 };
 
 /// The part of a path below root, nothing for another path.
@@ -153,12 +164,12 @@ std::optional<std::string_view> belowRoot(std::string_view path) {
 
 } // namespace
 
-MachinePlaces::Object MachinePlaces::find(std::string_view path) const {
+MachinePlaces::Object MachinePlaces::find(std::string_view path, Roots const& roots) const {
    auto const inside = belowRoot(path);
    if (!inside) {
       return nullptr;
    }
-   for (auto const& [name, machine] : roots()) {
+   for (auto const& [name, machine] : roots) {
       if (!inside->starts_with(name) ||
           (inside->size() > name.size() && (*inside)[name.size()] != '/')) {
          continue;
@@ -177,10 +188,10 @@ MachinePlaces::Object MachinePlaces::find(std::string_view path) const {
 
 Json MachinePlaces::tree(std::string_view path, unsigned depth, unsigned limit) const {
    TreeBuilder builder(limit);
-   if (Object const one = find(path)) {
+   Roots const all = roots();
+   if (Object const one = find(path, all)) {
       return builder.tree(std::string(path), one, depth);
    }
-   Roots const all = roots();
    Json json{{"path", root}, {"type", "machines"}};
    if (depth == 0) {
       json["below"] = all.size();

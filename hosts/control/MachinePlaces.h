@@ -34,8 +34,8 @@ class MachinePlaces {
 
    /// The machines that the host names now.
    Roots roots() const { return roots_ ? roots_() : Roots(); }
-   /// The object at a path, null when there is none.
-   Object find(std::string_view path) const;
+   /// The object at a path below those, null when there is none.
+   Object find(std::string_view path, Roots const& roots) const;
    /// The machines below a path as a tree: all of them at root, else those of one object.
    Json tree(std::string_view path, unsigned depth, unsigned limit) const;
 

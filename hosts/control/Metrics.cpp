@@ -249,7 +249,8 @@ std::vector<PeerSum> peersOf(std::vector<Cairn::PeerUse> const& uses) {
 
 void peerMetrics(Metrics& metrics) {
    std::vector<Cairn::PeerUse> const uses = Cairn::peerUses();
-   metrics.metric("gantry_connections", Metrics::Kind::gauge, "Connections that are open.");
+   metrics.metric("gantry_connections", Metrics::Kind::gauge,
+                  "Connections on which both sides have said who they are.");
    for (bool const isServed : {false, true}) {
       metrics.sample(static_cast<std::uint64_t>(std::count_if(
                         uses.begin(), uses.end(),

@@ -54,6 +54,9 @@ double ChangeTimes::ofMembers(std::string const& path) const {
 
 std::string ChangeTimes::pathOf(Fen::Entity const& entity) const {
    std::string const path(entity.fullName().view());
+   if (path.size() + 1 == above_.size() && above_.starts_with(path)) {
+      return "";
+   }
    return path.starts_with(above_) ? path.substr(above_.size()) : path;
 }
 
@@ -78,20 +81,23 @@ double ChangeTimes::of(std::string const& path, std::string const& attribute,
    return of(path, attribute);
 }
 
-void ChangeTimes::entityAdded(std::string const& path, Fen::Entity const&) {
+void ChangeTimes::entityAdded(std::string const& path, Fen::Entity const& entity) {
    double const now = wallTime();
-   if (!path.empty()) {
-      std::size_t const slash = path.rfind('/');
-      nearest(nodes_, path.substr(0, slash != std::string::npos ? slash : 0)).members = now;
-   }
    Node& node = nodes_[path];
+   if (!path.empty()) {
+      auto const parent = entity.parent();
+      node.owner = parent ? pathOf(*parent) : std::string();
+      nearest(nodes_, node.owner).members = now;
+   }
    node.came = node.changed = node.members = now;
 }
 
 void ChangeTimes::entityRemoved(std::string const& path) {
    if (!path.empty()) {
+      auto const found = nodes_.find(path);
+      std::string const owner = found != nodes_.end() ? found->second.owner : std::string();
       nodes_.erase(path);
-      nearest(nodes_, path).members = wallTime();
+      nearest(nodes_, owner).members = wallTime();
    }
 }
 

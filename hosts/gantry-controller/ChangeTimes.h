@@ -37,6 +37,8 @@ class ChangeTimes final : private TreeListener {
 
  private:
    struct Node {
+      /// The path of the entity that it stands below, which slashes in keys would hide.
+      std::string owner;
       double came = 0.0;
       double changed = 0.0;
       double members = 0.0;

@@ -19,9 +19,9 @@ constexpr std::size_t longestFile = 16 * 1024 * 1024;
 constexpr double longestTime = 86400.0;
 constexpr std::uint64_t mostFilterVersions = 1000;
 constexpr std::uint16_t defaultSwitchPort = 9001;
-/// What the controller itself keeps at its root.
+/// What the controller itself keeps at its root, and the place at which its machines are shown.
 constexpr std::array ownDirectories = {"services", "clients",   "switches",
-                                       "registry", "published", "agent"};
+                                       "registry", "published", "machines"};
 
 std::optional<Controller::SystemId> systemIdOf(std::string const& text) {
    Controller::SystemId const id((Fen::String8(text)));

@@ -66,7 +66,7 @@ bool optionsRead(Options& options, int argc, char const* const* argv) {
 bool isReadOnly(ControllerHost const& host, std::string_view path) {
    for (std::string_view const each :
         {"/mounts", "/switches", "/clients", "/services/mountStatus", "/services/publishStatus",
-         "/registry/controllerStatus", "/registry/peerTable", "/published", "/agent"}) {
+         "/registry/controllerStatus", "/registry/peerTable", "/published"}) {
       if (isBelow(path, each)) {
          return true;
       }

@@ -2,6 +2,10 @@
 
 #include <hosts/gantry-controller/DecisionTimes.h>
 
+#include <hosts/support/WallTime.h>
+
+#include <gantry/runtime/fen/Clock.h>
+
 #include <algorithm>
 
 namespace Host {
@@ -16,7 +20,7 @@ std::string entryPath(std::string const& path) { return "mountEntry/" + path; }
 
 DecisionTimes::DecisionTimes(ControllerHost const& host)
    : host_(host), declared_(host.entities().mountConfigDir),
-     registered_(host.entities().mountsRegistry) {}
+     registered_(host.entities().mountsRegistry), wallAhead_(wallTime() - Fen::now()) {}
 
 double DecisionTimes::declaration(std::string const& service, std::string const& path) const {
    auto const config = Fen::ptrCast<Controller::ServiceMountConfig>(

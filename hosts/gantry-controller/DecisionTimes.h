@@ -32,6 +32,8 @@ class DecisionTimes {
                   SwitchRow const& one) const;
    /// What the filters of all mounters together say about the switch.
    double verdict(Controller::MountsRegistryEntry const& entry, SwitchRow const& one) const;
+   /// What was noted on the loop's clock, the same each time that it is asked for.
+   double wall(double loopTime) const { return wallAhead_ + loopTime; }
 
  private:
    double filter(Fen::Entity const& group, char const* attribute,
@@ -41,6 +43,8 @@ class DecisionTimes {
    /// What the services declare, and the registry's entries.
    ChangeTimes const declared_;
    ChangeTimes const registered_;
+   /// How far the time of day is ahead of the loop's clock.
+   double const wallAhead_;
 };
 
 } // namespace Host

@@ -41,6 +41,7 @@ class Explanation {
    bool stepRegistry();
    void stepVersion();
    void stepFilters();
+   char const* pathText(Fen::String8 const& connection, bool mayMount) const;
    void stepVerdicts();
    void stepMachine();
    void stepStatus();
@@ -162,13 +163,22 @@ void Explanation::stepFilters() {
         times_.versionFilter(*mounter_));
 }
 
+/// What the registry's entry says of the path for all services together.
+char const* Explanation::pathText(Fen::String8 const& connection, bool mayMount) const {
+   if (!entry_->anyVersionNegotiated(connection)) {
+      return "no service that wants the path has a version on the connection";
+   }
+   if (entry_->wildCardMount()) {
+      return "a group that wants the path has no filter, which lets it through for all";
+   }
+   return mayMount ? "the filters of all services together let it through"
+                   : "the filters of all services together do not let it through";
+}
+
 void Explanation::stepVerdicts() {
    Fen::String8 const connection((Fen::String8(switch_->system)));
    bool const mayMount = entry_->canMountFromConnection(connection);
-   step("path", mayMount,
-        std::string(mayMount ? "the filters of all services together let it through"
-                             : "the filters of all services together do not let it through") +
-           (entry_->wildCardMount() ? "; one group has no filter" : ""),
+   step("path", mayMount, pathText(connection, mayMount),
         times_.verdict(*entry_->registryEntry(), *switch_));
    bool const isInterested = entry_->mounterIsInterestedInConnection(
       Fen::Ptr<Controller::Mounter const>(mounter_.ptr()), connection);
@@ -195,7 +205,7 @@ void Explanation::stepMachine() {
            textOf(stringValue(machine->nextState())) +
            (machine->localStatePreserved() ? ", the last copy is kept" : "") +
            (reason.empty() ? "" : "; the client says: " + reason),
-        wallTime() - (Fen::now() - machine->stateSince()));
+        times_.wall(machine->stateSince()));
 }
 
 void Explanation::stepStatus() {

@@ -31,6 +31,9 @@ void treeLines(std::string& out, Json const& node, std::string const& above, std
    if (below.is_number() && below != 0) {
       out += "  (" + below.dump() + " below)";
    }
+   if (std::string const at = memberOf(node, "at"); !at.empty()) {
+      out += "  (as " + plainText(at) + ")";
+   }
    out += '\n';
    for (Json const& each : member(node, "members")) {
       treeLines(out, each, path, level + 1);

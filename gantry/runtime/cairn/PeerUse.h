@@ -12,7 +12,7 @@ namespace Cairn {
 
 /// One connection.
 struct PeerUse {
-   /// Who the peer says that it is; empty before it has.
+   /// Who the peer says that it is; may be empty.
    Fen::String8 name = {};
    /// Where it is: address and port.
    Fen::String8 address = {};
@@ -29,8 +29,8 @@ struct PeerUse {
    std::size_t entities = 0;
 };
 
-/// All connections that are open, in no order. Costs in proportion to the connections and the
-/// mounts on them.
+/// All connections on which both sides have said who they are, in no order. Costs in proportion to
+/// the connections and the mounts on them.
 GANTRY_EXPORT std::vector<PeerUse> peerUses();
 
 } // namespace Cairn

@@ -53,7 +53,9 @@ bool concernsMountAlone(Refusal refusal) {
 std::vector<PeerUse> peerUses() {
    std::vector<PeerUse> result;
    for (Session const* const session : openSessions()) {
-      result.push_back(session->use());
+      if (session->isEstablished()) {
+         result.push_back(session->use());
+      }
    }
    return result;
 }

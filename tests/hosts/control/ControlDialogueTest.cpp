@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -145,12 +146,78 @@ TEST_F(ControlDialogueTest, EveryPlaceOfMachinesIsFound) {
       EXPECT_EQ(found["path"], node["path"]);
       EXPECT_EQ(found["readOnly"], true);
       hasEntry = hasEntry || node["path"] == "/machines/registry/mountsRegistryEntrySm/linux/host";
-      for (Json const& each : node["members"]) {
+      for (Json const& each : node.value("members", Json::array())) {
          left.push_back(each);
       }
    }
    EXPECT_TRUE(hasEntry);
    EXPECT_GT(places, 4u);
+}
+
+TEST_F(ControlDialogueTest, WhatSeveralMachinesReferToIsWrittenOutOnce) {
+   machineStart();
+   Json const tree = asked({{"command", "tree"}, {"path", "/machines"}})["tree"];
+   std::map<std::string, unsigned> entries;
+   std::vector<Json> rest{tree};
+   while (!rest.empty()) {
+      Json const one = rest.back();
+      rest.pop_back();
+      if (one["type"] == "Controller::MountsRegistryEntry") {
+         ++entries[one.contains("at") ? "elsewhere" : "whole"];
+      }
+      for (Json const& each : one.value("members", Json::array())) {
+         rest.push_back(each);
+      }
+   }
+   EXPECT_EQ(entries["whole"], 1u);
+   EXPECT_EQ(entries["elsewhere"], 1u);
+}
+
+TEST_F(ControlDialogueTest, PathsMayEndWithASlash) {
+   machineStart();
+   for (std::string const path : {"/machines", "/machines/registry", "/above"}) {
+      EXPECT_EQ(asked({{"command", "tree"}, {"path", path + "/"}}),
+                asked({{"command", "tree"}, {"path", path}}));
+   }
+   EXPECT_EQ(asked({{"command", "get"}, {"path", "/machines"}})["hint"],
+             "'gantry tree /machines' lists them");
+}
+
+TEST_F(ControlDialogueTest, APathWithThousandsOfSeparatorsIsRefusedAtOnce) {
+   machineStart();
+   std::string path = "/machines/registry/mountsRegistryEntrySm/";
+   for (unsigned i = 0; i < 1000; ++i) {
+      path += ".a[";
+   }
+   EXPECT_EQ(asked({{"command", "get"}, {"path", path + "]"}})["error"], "badRequest");
+   EXPECT_EQ(asked({{"command", "get"}, {"path", std::string(5000, 'x')}})["error"], "badRequest");
+   EXPECT_EQ(asked({{"command", "get"}, {"path", path.substr(0, 200) + "]"}})["error"], "noPath");
+}
+
+TEST_F(ControlDialogueTest, AFewRequestsAreAnsweredAtOnce) {
+   std::string many;
+   for (unsigned i = 0; i < 20; ++i) {
+      many += "{\"command\":\"host\"}\n";
+   }
+   dialogue.take(many);
+   EXPECT_TRUE(dialogue.isPaused());
+   EXPECT_EQ(told().size(), 8u);
+   EXPECT_TRUE(dialogue.goOn());
+   EXPECT_TRUE(dialogue.goOn());
+   EXPECT_FALSE(dialogue.isPaused());
+   EXPECT_FALSE(dialogue.goOn());
+   EXPECT_EQ(told().size(), 12u);
+}
+
+TEST_F(ControlDialogueTest, AnEventThatIsTooLargeSaysSo) {
+   EXPECT_TRUE(asked({{"command", "watch"}, {"path", "/above"}}).value("ok", false));
+   told();
+   interfaces->interface("eth0")->hardwareAddressIs(Fen::String8(std::string(5 << 20, 'x')));
+   auto const lines = told();
+   ASSERT_EQ(lines.size(), 1u);
+   EXPECT_EQ(lines[0]["event"], "changed");
+   EXPECT_EQ(lines[0]["tooLarge"], true);
+   EXPECT_FALSE(lines[0].contains("value"));
 }
 
 TEST_F(ControlDialogueTest, MachinesAreReadAndNotChanged) {

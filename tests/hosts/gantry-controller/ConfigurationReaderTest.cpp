@@ -255,6 +255,8 @@ TEST(ConfigurationReader, Mounts) {
       wrongWith(mounts(R"("a":{"type":"T","target":"switches/t"})")),
       "f:4:1: services.s.mountGroups.g.mounts.a.target: 'switches' belongs to the controller "
       "itself");
+   EXPECT_NE(wrongWith(mounts(R"("a":{"type":"T","target":"machines/t"})")).find("'machines'"),
+             std::string::npos);
    EXPECT_EQ(wrongWith(mounts(R"("a/02:00:00:00:00:01":{"type":"T"})")),
              "f:4:1: services.s.mountGroups.g.mounts.a/02:00:00:00:00:01.target: has the component "
              "02:00:00:00:00:01, a system id, which would lead into what is mounted from that "
@@ -408,8 +410,10 @@ TEST(ConfigurationReader, PublishedPathsThatClash) {
    EXPECT_EQ(clash("a/b", "a/bc"), "");
    EXPECT_NE(clash("a", "registry/x").find("'registry' belongs to the controller itself"),
              std::string::npos);
-   EXPECT_NE(clash("a", "mounts").find("'mounts' belongs to the controller itself"),
-             std::string::npos);
+   for (std::string const own : {"mounts", "machines"}) {
+      EXPECT_NE(clash("a", own).find("'" + own + "' belongs to the controller itself"),
+                std::string::npos);
+   }
 }
 
 TEST(ConfigurationReader, TwoServicesThatPublishOnePath) {

@@ -178,6 +178,22 @@ TEST_F(SinceTest, DeclarationsAndTheRegistry) {
    EXPECT_GE(wanted.at("mount"), when);
 }
 
+TEST_F(SinceTest, APathBelowAnother) {
+   auto const before = since(1);
+   auto const absent = since(1, "p/q/r");
+   configuration.services["s"].mountGroups["g"].mounts["p/q/r"] = {"T", "", ""};
+   double when = change();
+   // One key leads to the other's place, and has nothing to do with it.
+   EXPECT_EQ(differing(before, since(1), when), "");
+   EXPECT_EQ(since(1, "p/q/r").at("declared"), when);
+   EXPECT_EQ(since(1, "nowhere").at("declared"), when);
+   configuration.services["s"].mountGroups["g"].mounts.erase("p/q/r");
+   when = change();
+   EXPECT_EQ(differing(before, since(1), when), "");
+   EXPECT_EQ(since(1, "nowhere").at("declared"), when);
+   EXPECT_LT(absent.at("declared"), when);
+}
+
 TEST_F(SinceTest, AGroupThatNobodyWantsAnyMore) {
    configuration.services["s"].mountGroups["g"].mounts.clear();
    configuration.services["s"].mountGroups["g"].mounts["r"] = {"T", "", ""};

@@ -112,6 +112,8 @@ TEST_F(GantryStatusTest, ExplainsWhatIsNot) {
    EXPECT_TRUE(holds(text, "the switch is not in it")) << text;
    text = tool({"explain", "idle", "agent", "leaf1"});
    EXPECT_TRUE(holds(text, ": not mounted: version: no version was negotiated")) << text;
+   EXPECT_TRUE(holds(text, "no service that wants the path has a version on the connection"))
+      << text;
    text = tool({"explain", "fabric", "linux/route", "leaf1"});
    EXPECT_TRUE(holds(text, ": not mounted: declared: no group of fabric wants 'linux/route'"))
       << text;
