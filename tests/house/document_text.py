@@ -55,15 +55,37 @@ def plain(command):
     return " ".join(re.sub(r"\s+#.*", "", command.replace("\\\n", " ")).split())
 
 
+def hasty(each):
+    """The command of a block that may need what was started in it and is not there yet, or None."""
+    started = False
+    for command in each:
+        if command.endswith("&"):
+            started = True
+        elif names(command, "--retries"):
+            started = False
+        elif started:
+            return plain(command)
+    return None
+
+
+def names(text, option):
+    """Whether the text has the option itself, and not only a longer one."""
+    return re.search(re.escape(option) + r"(?![\w-])", text) is not None
+
+
 def shape(line):
     return " ".join(TIME.sub("", line).split())
 
 
-def lacks(shown, output):
-    """The lines of a block "text" that the output does not have, in their order."""
-    have = iter([shape(line) for line in output.splitlines()])
-    wanted = [line for line in shown.splitlines() if line.strip() not in ("", "...")]
-    return [line for line in wanted if not any(one == shape(line) for one in have)]
+def shows(shown, output):
+    """Whether the output has the lines of a block "text" and no others, but for any number of them
+    where "..." stands. Empty lines do not count."""
+    have = "".join(shape(line) + "\n" for line in output.splitlines() if line.strip())
+    wanted = ""
+    for line in shown.splitlines():
+        if line.strip():
+            wanted += r"(?:.*\n)*" if line.strip() == "..." else re.escape(shape(line)) + r"\n"
+    return re.fullmatch(wanted, have) is not None
 
 
 def anchor(heading):

@@ -2,14 +2,15 @@
 """Runs every command of the documents: documents.py BINARY_DIR.
 
 A fenced block says what it holds. Of "sh" every command is run, all of one document in their order,
-in an empty directory beside which the tree and the build stand as for a reader: what ends with "&"
-goes on until the document is through, and has to say something before the next command runs.
-"sh fails" is one that must fail. A block "text" behind commands is what the last one of them
-prints: each of its lines has to come, times and lines "..." left out; the command is repeated until
-it has. "synopsis" names programs and options that must exist. What cannot be run here is in
-ELSEWHERE, with the reason and with a look at whether that still holds. On the first page code is
-that of a file of the examples. Links lead somewhere, and every option of every program stands in
-some document.
+in an empty directory beside which the tree and the build stand as for a reader. What ends with "&"
+goes on until "kill %N" ends it, as it must before the document is through, with status 0; a reader
+pastes a block whole, so what follows in it has to wait for what was started by itself, with
+"--retries". "sh fails" is one that must fail. A block "text" behind commands is what the last one
+of them prints, all of it but for times and what stands for "..."; the command is repeated until it
+does. "synopsis" names programs and options that must exist, "fen" is a schema that compiles, "fen
+part" a piece of one. What cannot be run here is in ELSEWHERE, with the reason and with a look at
+whether that still holds. On the first page code is that of a file of the examples. Links lead
+somewhere, and every option of every host program stands in some document.
 """
 
 import json
@@ -32,7 +33,7 @@ PATIENCE = 60
 BINARY = Path(sys.argv[1] if len(sys.argv) > 1 else "build/release").resolve()
 DOCUMENTS = [name for name in tree.files() if re.fullmatch(r"[A-Z]+\.md|docs/.*\.md", name)]
 PROGRAMS = ["gantry", "gantry-controller", "gantry-mount", "gantry-switch", "gantry-trace"]
-OTHERS = {"text", "cpp", "fen", "cmake"}
+OTHERS = {"text", "cpp", "fen part", "cmake"}
 
 
 class Wrong(Exception):
@@ -56,7 +57,7 @@ def setup(_):
 
 
 def demo(_):
-    stands_in("tests/house/CMakeLists.txt", "scripts/demo --built")
+    stands_in("tests/house/demo.py", '"scripts" / "demo"), "--built"')
 
 
 def preset(match):
@@ -118,6 +119,11 @@ ELSEWHERE = [
 # ---- running -------------------------------------------------------------------------------------
 
 
+def read_on(stream):
+    with stream:
+        stream.read()
+
+
 class Place:
     """An empty directory that looks like the tree after a build, on a network of its own where
     that is possible, and what runs there."""
@@ -129,17 +135,28 @@ class Place:
                 (self.directory / path.name).symlink_to(path)
         (self.directory / "build").mkdir()
         (self.directory / "build" / "release").symlink_to(BINARY)
-        self.running = []
+        # By the numbers that a shell gives them.
+        self.running = {}
         self.environment = dict(
             os.environ, PATH=f"{BINARY}/hosts:{BINARY}/fenc:{os.environ['PATH']}", LC_ALL="C.UTF-8"
         )
 
     def close(self):
-        """Ends what runs; gives what is wrong with how it ended."""
+        """Gives what is wrong with what still runs: that it does, and how it ended."""
+        wrong = [f"no 'kill %{job}' ends {what}" for job, (_, what) in self.running.items()]
+        wrong += self.end(list(self.running))
+        shutil.rmtree(self.directory)
+        return wrong
+
+    def end(self, jobs):
+        """Ends what has these numbers; gives what is wrong with how it ended."""
+        if not set(jobs) <= set(self.running):
+            raise Wrong(f"of the jobs {jobs} only {list(self.running)} are there")
+        ending = [self.running.pop(job) for job in jobs]
         wrong = []
-        for child, _ in self.running:
+        for child, _ in ending:
             child.terminate()
-        for child, what in self.running:
+        for child, what in ending:
             try:
                 status = child.wait(PATIENCE)
             except subprocess.TimeoutExpired:
@@ -147,7 +164,6 @@ class Place:
                 status = "none, and had to be killed"
             if status != 0:
                 wrong.append(f"ends with status {status}: {what}")
-        shutil.rmtree(self.directory)
         return wrong
 
     def start(self, command):
@@ -166,15 +182,19 @@ class Place:
         watchdog.start()
         first = child.stdout.readline()
         watchdog.cancel()
-        self.running.append((child, f"{document_text.plain(command)}: {first}"))
+        what = f"{document_text.plain(command)}: {first.strip()}"
+        self.running[max(self.running, default=0) + 1] = (child, what)
         # What it says later is of no interest, and must not stop it.
-        threading.Thread(target=child.stdout.read, daemon=True).start()
+        threading.Thread(target=read_on, args=[child.stdout], daemon=True).start()
 
     def run(self, command):
         match = re.fullmatch(r"export (\w+)=(\S+)", command)
         if match:
             self.environment[match.group(1)] = match.group(2)
             return 0, ""
+        if re.fullmatch(r"kill( %\d+)+", command):
+            wrong = self.end([int(job) for job in re.findall(r"\d+", command)])
+            return len(wrong), "\n".join(wrong)
         return tree.run(
             ["bash", "-ec", command],
             cwd=self.directory,
@@ -191,11 +211,10 @@ def carry_out(place, command, fails, shown):
         status, output = place.run(command)
         if (status != 0) != fails:
             raise Wrong(f"ends with status {status}: {output}")
-        missing = document_text.lacks(shown, output) if shown else []
-        if not missing:
+        if not shown or document_text.shows(shown, output):
             return
         if time.monotonic() > deadline:
-            raise Wrong(f"does not print '{missing[0]}' but\n{output}")
+            raise Wrong(f"prints another text than is shown:\n{output}")
 
 
 def elsewhere(command):
@@ -231,7 +250,7 @@ def check_synopsis(text):
         words = document_text.plain(command).split()
         known = help_text(words[0])
         for option in re.findall(r"--[\w-]+", " ".join(words[1:])):
-            if option not in known:
+            if not document_text.names(known, option):
                 raise Wrong(f"{words[0]} has no option {option}")
 
 
@@ -240,6 +259,14 @@ def check_example(text):
     files = [name for name in tree.files() if name.startswith("examples/")]
     if text not in {tree.text(name).rstrip("\n") for name in files}:
         raise Wrong("is not the text of a file of the examples")
+
+
+def check_schema(place, text):
+    """A schema that is shown whole must be one that the compiler takes."""
+    (place.directory / "Shown.fen").write_text(text, encoding="utf-8")
+    status, output = place.run("fenc --import-path . --output-dir out Shown.fen")
+    if status != 0:
+        raise Wrong(output)
 
 
 def check_json(place, text):
@@ -256,6 +283,9 @@ def check_json(place, text):
 def run_block(place, kind, text, behind, ran, proven):
     """Runs the commands of one block; the text behind it is what the last one prints."""
     each = [part for whole in document_text.commands(text) for part in document_text.steps(whole)]
+    hasty = document_text.hasty(each)
+    if hasty is not None:
+        raise Wrong(f"'{hasty}' does not wait for what was started in the same block")
     for number, command in enumerate(each, 1):
         reason = elsewhere(command)
         if reason is not None:
@@ -283,6 +313,8 @@ def document(name, place, ran, proven):
                 check_json(place, text)
             elif kind in ("cpp", "fen") and name == "README.md":
                 check_example(text)
+            elif kind == "fen":
+                check_schema(place, text)
             elif kind not in OTHERS:
                 raise Wrong(f"a block of '{kind}' says nothing of what it holds")
         except (Wrong, subprocess.TimeoutExpired, json.JSONDecodeError) as wrong:
@@ -294,7 +326,7 @@ def options_problems():
     text = "".join(tree.text(name) for name in DOCUMENTS)
     for program in PROGRAMS:
         for option in sorted(set(re.findall(r"--[\w-]+", help_text(program))) - {"--help"}):
-            if not re.search(re.escape(option) + r"\b", text):
+            if not document_text.names(text, option):
                 yield f"no document names {option} of {program}"
 
 

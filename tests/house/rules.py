@@ -179,9 +179,35 @@ class Documents(unittest.TestCase):
 
     def test_shown_lines(self):
         output = "a  1 (since 2026-11-22 00:49:15)\nb\n\nc 2026-11-22 00:49:15.123 d\n"
-        self.assertEqual(document_text.lacks("a 1\n...\nc d\n", output), [])
-        self.assertEqual(document_text.lacks("b\na 1\n", output), ["a 1"])
-        self.assertEqual(document_text.lacks("a 2\n", output), ["a 2"])
+        for shown in ("a 1\nb\nc d", "a 1\n...\nc d", "...\nb\n...", "a 1\nb\n\nc d\n..."):
+            self.assertTrue(document_text.shows(shown, output), shown)
+        for shown in ("a 1\nc d", "a 1\nb", "b\nc d", "...\nb\na 1\n...", "a .\n..."):
+            self.assertFalse(document_text.shows(shown, output), shown)
+
+    def test_options(self):
+        self.assertTrue(document_text.names("--once, or --retry COUNT", "--once"))
+        self.assertTrue(document_text.names("--retry-interval 1 --retry=2", "--retry"))
+        self.assertFalse(document_text.names("--retry-interval 1 --retry2", "--retry"))
+
+    def test_hasty_commands(self):
+        self.assertIsNone(document_text.hasty(["look", "host &", "host &"]))
+        self.assertIsNone(document_text.hasty(["host &", "mount --retries 5", "look"]))
+        self.assertEqual(document_text.hasty(["host &", "look # at it", "mount"]), "look")
+
+    def test_what_goes_on(self):
+        place = documents.Place()
+        for status in (0, 0, 3):
+            place.start(
+                'python3 -c "import os, signal; signal.signal(15, lambda *_: os._exit(%d));'
+                " print('serves', flush=True); signal.pause()\" &" % status
+            )
+        self.assertEqual(place.run("kill %1"), (0, ""))
+        status, output = place.run("kill %3")
+        self.assertEqual((status, output.partition(":")[0]), (1, "ends with status 3"))
+        with self.assertRaises(documents.Wrong):
+            place.run("kill %1")
+        wrong = place.close()
+        self.assertEqual([each.partition("' ends")[0] for each in wrong], ["no 'kill %2"])
 
     def test_elsewhere(self):
         self.assertIsNone(documents.elsewhere("gantry status"))
