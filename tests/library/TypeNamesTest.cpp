@@ -4,6 +4,7 @@
 #include <elf.h>
 
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -15,7 +16,9 @@ namespace {
 /// The bytes of one section of the built library; empty when there is none.
 std::string sectionOf(std::string const& path, std::string const& wanted) {
    std::ifstream file(path, std::ios::binary);
-   std::string const bytes((std::istreambuf_iterator<char>(file)), {});
+   // At once: an unoptimised library is large, and taking each byte off the stream is slow.
+   std::string bytes(file ? std::filesystem::file_size(path) : 0, '\0');
+   file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
    Elf64_Ehdr header;
    if (bytes.size() < sizeof header) {
       return {};
