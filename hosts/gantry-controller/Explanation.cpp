@@ -2,8 +2,6 @@
 
 #include <hosts/gantry-controller/StatusAnswers.h>
 
-#include <hosts/support/WallTime.h>
-
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
